@@ -1,0 +1,31 @@
+#pragma once
+// Everything that belongs to one search thread. One block per thread lives in the
+// memory block right behind the hash table.
+#include <csetjmp>
+#include <pthread.h>
+
+#include "board/move.h"
+#include "board/position.h"
+#include "eval/ply_record.h"
+
+constexpr int MAX_PLY = 512;
+
+struct ThreadData {
+  pthread_t handle;
+  std::jmp_buf abort_point;
+  Position position_stack[POSITION_STACK_SIZE];
+  Position* current_position;
+  ScoredMove root_moves[MAX_MOVES];
+  ScoredMove* root_end;
+  uint32_t result_word;
+  int64_t nodes;
+  int64_t tb_hits;
+  int32_t root_scores[MAX_MOVES];
+  int32_t static_evals[MAX_PLY];
+  Move killers[MAX_PLY][2];
+  Move counter_moves[2][7][64][64];
+  int16_t move_history[2][7][64][64];
+  int16_t reply_history[2][7][64][7][64];
+  int16_t followup_history[2][7][64][7][64];
+  PlyRecord ply_records[MAX_PLY_RECORDS];
+};
