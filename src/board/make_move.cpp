@@ -5,6 +5,11 @@
 
 namespace {
 
+// Sets the four-bit rook field at shift to 8: the right is gone.
+inline void drop_right(uint16_t& castling, int shift) {
+  castling = uint16_t((castling & ~(15u << shift)) | NO_RIGHT << shift);
+}
+
 // With a delta the feature changes are recorded; the game-move path skips them.
 template <bool WITH_DELTA>
 void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
@@ -43,11 +48,11 @@ void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
     remove(uint32_t((victim + 4) * 64 + c));
     const int enemy_king_side = (pos.castling >> 8) & 15, enemy_queen_side = pos.castling >> 12;
     if (enemy_king_side != NO_RIGHT && c == enemy_king_side + 56) {
-      pos.castling |= NO_RIGHT << 8;
+      drop_right(pos.castling, 8);
       key ^= ZOBRIST[enemy_king_side_key];
       remove(RIGHT_LOST_ENEMY_KING_SIDE);
     } else if (enemy_queen_side != NO_RIGHT && c == enemy_queen_side + 56) {
-      pos.castling |= NO_RIGHT << 12;
+      drop_right(pos.castling, 12);
       key ^= ZOBRIST[enemy_queen_side_key];
       remove(RIGHT_LOST_ENEMY_QUEEN_SIDE);
     }
@@ -98,11 +103,11 @@ void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
 
   if (p == ROOK) {
     if (own_king_side_rook(pos) != NO_RIGHT && own_king_side_rook(pos) == f) {
-      pos.castling |= NO_RIGHT;
+      drop_right(pos.castling, 0);
       key ^= ZOBRIST[own_king_side_key];
       remove(RIGHT_LOST_OWN_KING_SIDE);
     } else if (own_queen_side_rook(pos) != NO_RIGHT && own_queen_side_rook(pos) == f) {
-      pos.castling |= NO_RIGHT << 4;
+      drop_right(pos.castling, 4);
       key ^= ZOBRIST[own_queen_side_key];
       remove(RIGHT_LOST_OWN_QUEEN_SIDE);
     }
@@ -115,7 +120,7 @@ void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
       key ^= ZOBRIST[own_queen_side_key];
       remove(RIGHT_LOST_OWN_QUEEN_SIDE);
     }
-    pos.castling |= NO_RIGHT | NO_RIGHT << 4;
+    pos.castling = uint16_t((pos.castling & 0xFF00) | 0x88);
   } else if (p == PAWN && t == f + 16) {
     if (pos.bb[PAWN] & EP_RANK4[t & 7] & enemy_pieces(pos)) {
       key ^= ZOBRIST[ZOBRIST_EP + (t & 7)];

@@ -102,7 +102,10 @@ void mark_gives_check(const Position& pos, Move* m) {
 bool is_pseudo_legal(const Position& pos, ShortMove s) {
   const Square f = s & 63, t = (s >> 6) & 63;
   const Bitboard own = pos.bb[OWN], enemy = enemy_pieces(pos);
-  if (!(own & bit(f)) || (own & bit(t))) return false;
+  // A Chess960 king may castle onto its own rook's square or stay where it is; the
+  // castling test below proves the squares that matter empty.
+  const bool castling = (s & 0x5000) == 0x1000;
+  if (!(own & bit(f)) || ((own & bit(t)) && !castling)) return false;
   const bool pawn = pos.bb[PAWN] & bit(f);
   const bool pawn_capture_shape = pawn_capture_targets(bit(f)) & bit(t);
   if (s & 0x4000) {
@@ -110,7 +113,8 @@ bool is_pseudo_legal(const Position& pos, ShortMove s) {
     return (enemy & bit(t)) ? pawn_capture_shape : t - f == 8;
   }
   if (s & 0x1000) {
-    if (in_check(pos) || !(pos.bb[KING] & bit(f)) || (t != 6 && t != 2)) return false;
+    // No move word carries castling and en passant together; refuse it rather than expand it.
+    if ((s & 0x2000) || in_check(pos) || !(pos.bb[KING] & bit(f)) || (t != 6 && t != 2)) return false;
     const int right = t == 6 ? own_king_side_rook(pos) : own_queen_side_rook(pos);
     if (right == NO_RIGHT) return false;
     return castling_allowed(pos, t == 6);

@@ -1,1 +1,21 @@
-int main() { return 0; }
+// The engine process: tables first, then the UCI dialogue on standard input.
+#include "board/board_tables.h"
+#include "protocol/command_line.h"
+#include "protocol/engine_options.h"
+#include "protocol/read_loop.h"
+#include "protocol/search_limits.h"
+
+int main(int argc, char** argv) {
+  set_default_options(engine_options);
+  // The locks start free; no memory block exists until ucinewgame, position or go.
+  search_limits.hash_table = nullptr;
+  search_limits.thread_blocks = nullptr;
+  search_limits.tb_largest = 0;
+  init_board_tables();
+  if (pgo_run_requested(argc, argv)) {
+    // The fixed profiling run starts here once the search exists.
+  }
+  read_loop();
+  tear_down();
+  return 0;
+}

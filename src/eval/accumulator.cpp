@@ -1,0 +1,90 @@
+#include "eval/accumulator.h"
+
+#include <cstring>
+
+#include "board/position.h"
+#include "eval/network.h"
+#include "search/thread_data.h"
+
+namespace {
+
+// Plane of the same piece in the other view: own and enemy change places.
+constexpr int PLANE_SWAP[10] = {5, 6, 7, 8, 9, 0, 1, 2, 3, 4};
+
+// Lanes wrap around modulo 2^16; the compiler turns these loops into vector adds.
+inline void add_row(int16_t* acc, const int16_t* row) {
+  for (int l = 0; l < L1_SIZE; ++l) acc[l] = int16_t(acc[l] + row[l]);
+}
+inline void subtract_row(int16_t* acc, const int16_t* row) {
+  for (int l = 0; l < L1_SIZE; ++l) acc[l] = int16_t(acc[l] - row[l]);
+}
+
+inline int feature_row(int plane, Square s, Square king) { return plane * 4096 + s * 64 + king; }
+
+}  // namespace
+
+void rebuild_accumulator(const Position& pos, int view, int16_t* acc) {
+  std::memcpy(acc, network_l1_bias(), L1_SIZE * sizeof(int16_t));
+  // View 1 sees the board from the other side: squares XOR 56, own and enemy exchanged.
+  const int flip = view ? 56 : 0;
+  const Bitboard mine = view ? enemy_pieces(pos) : pos.bb[OWN];
+  const Bitboard theirs = pos.bb[OCCUPIED] ^ mine;
+  const Square king = lsb(pos.bb[KING] & mine) ^ flip;
+  for (int t = PAWN; t <= QUEEN; ++t) {
+    for (Bitboard b = pos.bb[t] & mine; b; b &= b - 1) add_row(acc, network_row(feature_row(t - 1, lsb(b) ^ flip, king)));
+    for (Bitboard b = pos.bb[t] & theirs; b; b &= b - 1)
+      add_row(acc, network_row(feature_row(t + 4, lsb(b) ^ flip, king)));
+  }
+  const int rights = view ? pos.castling >> 8 : pos.castling;
+  if ((rights & 15) != NO_RIGHT) add_row(acc, network_row(ROW_KING_SIDE_RIGHT));
+  if (((rights >> 4) & 15) != NO_RIGHT) add_row(acc, network_row(ROW_QUEEN_SIDE_RIGHT));
+}
+
+void update_accumulators(ThreadData& thread, int ply) {
+  PlyRecord* records = thread.ply_records;
+  const Position& pos = *thread.current_position;
+  int base = ply - 1;
+  while (base >= 0 && !records[base].acc_valid) --base;
+
+  bool rebuild[2] = {base < 0, base < 0};
+  if (base >= 0) {
+    for (int j = base; j < ply; ++j)
+      if (records[j].delta.king_moved) rebuild[(j ^ ply) & 1] = true;
+  }
+
+  PlyRecord& target = records[ply];
+  for (int view = 0; view < 2; ++view) {
+    int16_t* acc = target.accumulators[view];
+    if (rebuild[view]) {
+      rebuild_accumulator(pos, view, acc);
+      continue;
+    }
+    const int parity = (base ^ ply) & 1;
+    std::memcpy(acc, records[base].accumulators[view ^ parity], L1_SIZE * sizeof(int16_t));
+    const Square king = view ? enemy_king_square(pos) ^ 56 : own_king_square(pos);
+    for (int j = base; j < ply; ++j) {
+      const FeatureDelta& d = records[j].delta;
+      // View 0 moved at ply j when the distance is even, view 1 when it is odd.
+      const bool same = ((j ^ ply) & 1) == view;
+      auto row_of = [&](uint32_t e) {
+        const int plane = int(e >> 6);
+        const Square s = Square(e & 63);
+        return same ? feature_row(plane, s, king) : feature_row(PLANE_SWAP[plane], s ^ 56, king);
+      };
+      for (int k = 0; k < d.added_count; ++k) add_row(acc, network_row(row_of(d.added[k])));
+      for (int k = 0; k < d.removed_count; ++k) {
+        const uint32_t e = d.removed[k];
+        if (!(e & 0x3C00)) {
+          subtract_row(acc, network_row(row_of(e)));
+          continue;
+        }
+        // A right-lost code: the mover's view counts its own rights, the other view the opponent's.
+        const bool mover_code = e == RIGHT_LOST_OWN_KING_SIDE || e == RIGHT_LOST_OWN_QUEEN_SIDE;
+        if (mover_code != same) continue;
+        const bool king_side = e == RIGHT_LOST_OWN_KING_SIDE || e == RIGHT_LOST_ENEMY_KING_SIDE;
+        subtract_row(acc, network_row(king_side ? ROW_KING_SIDE_RIGHT : ROW_QUEEN_SIDE_RIGHT));
+      }
+    }
+  }
+  target.acc_valid = 1;
+}

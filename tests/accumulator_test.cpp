@@ -1,0 +1,101 @@
+// The lazily updated accumulators against a rebuild from scratch, lane by lane,
+// along random games that castle, capture, promote and pass.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "board/make_move.h"
+#include "board/movegen.h"
+#include "eval/accumulator.h"
+#include "eval/evaluate.h"
+#include "helpers/board_fixtures.h"
+#include "helpers/test_networks.h"
+
+namespace {
+
+struct Rng {
+  uint64_t state;
+  uint64_t next() {
+    state ^= state >> 12, state ^= state << 25, state ^= state >> 27;
+    return state * 0x2545F4914F6CDD1Dull;
+  }
+  int below(int n) { return int(next() % uint64_t(n)); }
+};
+
+// Prefers the moves that stress the feature lists: castling, promotions, captures.
+Move pick_move(const ScoredMove* begin, const ScoredMove* end, Rng& rng) {
+  const int count = int(end - begin);
+  if (rng.below(3) == 0) {
+    for (const ScoredMove* m = begin; m != end; ++m)
+      if (m->move & (MOVE_CASTLING | MOVE_PROMOTION)) return m->move;
+  }
+  if (rng.below(2) == 0) {
+    for (int tries = 0; tries < 4; ++tries) {
+      const Move m = begin[rng.below(count)].move;
+      if (m & MOVE_CAPTURE) return m;
+    }
+  }
+  return begin[rng.below(count)].move;
+}
+
+void expect_accumulators_match(ThreadData& thread, int ply, const char* context) {
+  alignas(64) int16_t fresh[256];
+  for (int view = 0; view < 2; ++view) {
+    rebuild_accumulator(*thread.current_position, view, fresh);
+    ASSERT_EQ(std::memcmp(fresh, thread.ply_records[ply].accumulators[view], sizeof fresh), 0)
+        << context << " ply " << ply << " view " << view;
+  }
+}
+
+// Plays random lines from fen, evaluating at random plies only, and checks every update.
+void run_games(const char* fen, bool chess960, uint64_t seed, int games) {
+  Chess960Option option(chess960);
+  Rng rng{seed};
+  for (int game = 0; game < games; ++game) {
+    auto thread = thread_at(fen);
+    thread->ply_records[0].acc_valid = 0;
+    for (int ply = 0; ply < 300; ++ply) {
+      // Long stretches without evaluate force deep walks back to the last valid ply.
+      if (rng.below(4) == 0 || ply % 50 == 49) {
+        update_accumulators(*thread, ply);
+        expect_accumulators_match(*thread, ply, fen);
+        if (testing::Test::HasFatalFailure()) return;
+        ASSERT_EQ(evaluate(*thread, ply), evaluate_plain(*thread, ply));
+      }
+      ScoredMove moves[MAX_MOVES];
+      ScoredMove* end = generate_legal(*thread->current_position, moves);
+      if (end == moves || thread->current_position->rule50 >= 100) break;
+      PlyRecord& record = thread->ply_records[ply];
+      if (!in_check(*thread->current_position) && rng.below(12) == 0) {
+        make_null_move(*thread);
+        record.delta.added_count = record.delta.removed_count = 0;
+        record.delta.king_moved = 0;
+      } else {
+        make_move(*thread, pick_move(moves, end, rng), &record.delta);
+      }
+      thread->ply_records[ply + 1].acc_valid = 0;
+    }
+  }
+}
+
+class AccumulatorGames : public testing::Test {
+ protected:
+  NetworkGuard guard{random_blob(3)};
+};
+
+TEST_F(AccumulatorGames, StandardChessFromTheStartAndFromKiwipete) {
+  run_games("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", false, 1, 20);
+  run_games("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1", false, 2, 20);
+  // Promotions with captures on the rook corners.
+  run_games("r3k2r/1P4P1/8/8/8/8/1p4p1/R3K2R w KQkq - 0 1", false, 3, 30);
+}
+
+TEST_F(AccumulatorGames, Chess960CastlingsOfEveryKind) {
+  run_games("bqnbrkrn/pppppppp/8/8/8/8/PPPPPPPP/BQNBRKRN w GEge - 0 1", true, 4, 15);
+  // King on b1 with the rook on a1; king on g1 with the rook on h1 (king stays); rook beside the king.
+  run_games("1r4kr/8/8/8/8/8/8/RK4R1 w AGbh - 0 1", true, 5, 20);
+  run_games("rk5r/8/8/8/8/8/8/2R3KR w CHah - 0 1", true, 6, 20);
+  run_games("2rkr3/pppppppp/8/8/8/8/PPPPPPPP/2RKR3 w CEce - 0 1", true, 7, 15);
+}
+
+}  // namespace
