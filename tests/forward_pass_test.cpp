@@ -7,6 +7,7 @@
 #include "eval/evaluate.h"
 #include "eval/forward_pass.h"
 #include "helpers/board_fixtures.h"
+#include "helpers/engine_process.h"
 #include "helpers/test_networks.h"
 
 namespace {
@@ -169,3 +170,10 @@ TEST(NetworkHeader, FirstWrongWordIsReported) {
 }
 
 }  // namespace
+
+// An engine built with a network whose third header word is 2 refuses to start.
+TEST(NetworkHeader, EngineWithWrongLayer3BitsStopsAtStartUp) {
+  EngineProcess engine({}, 0, TESMAR_BAD_L3_BINARY);
+  EXPECT_EQ(engine.read_line(), "Bit decimali L3 non corretti! Valore corretto 2");
+  EXPECT_EQ(engine.wait_exit(5000), 1);
+}

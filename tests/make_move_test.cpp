@@ -1,5 +1,5 @@
 // make_move along random games against positions rebuilt from scratch, and the
-// feature changes it reports, plus the special cases of castling, captures and passes.
+// feature changes it reports, plus the awkward cases of castling, captures and passes.
 #include <gtest/gtest.h>
 
 #include <set>

@@ -34,6 +34,8 @@ TEST(See, SimpleCapturesAndEarlyExit) {
       // Without the early exit the knight's recapture would turn this into +100.
       {"rook takes defended pawn, knight also bearing", "4k3/8/2p5/3p4/5N2/8/8/3RK3 w - - 0 1", "d1d5", -400},
       {"knight takes bishop defended by pawn", "4k3/8/2p5/3b4/8/4N3/8/4K3 w - - 0 1", "e3d5", 0},
+      // Black's pawn has taken once and is gone: the knight's recapture stands, +100.
+      {"each piece recaptures once", "4k3/8/4p3/3p4/2P5/4N3/8/4K3 w - - 0 1", "c4d5", 100},
       {"en passant gains a pawn on the target square", "4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 100},
       {"en passant into a pawn guard", "4k3/2p5/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 0},
   };

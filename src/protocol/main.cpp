@@ -1,5 +1,6 @@
 // The engine process: tables first, then the UCI dialogue on standard input.
 #include "board/board_tables.h"
+#include "eval/network.h"
 #include "protocol/command_line.h"
 #include "protocol/engine_options.h"
 #include "protocol/read_loop.h"
@@ -12,6 +13,10 @@ int main(int argc, char** argv) {
   search_limits.thread_blocks = nullptr;
   search_limits.tb_largest = 0;
   init_board_tables();
+  // The forward pass reads aligned copies of the small layers; a blob made for
+  // other arithmetic is refused before any command is read.
+  load_network(tesmar_embedded_network);
+  check_network_header_or_exit(tesmar_embedded_network);
   if (pgo_run_requested(argc, argv)) {
     // The fixed profiling run starts here once the search exists.
   }

@@ -5,8 +5,8 @@
 #include <cstdint>
 
 struct HashEntry {
-  std::atomic<uint64_t> key_xor_data;  // read and written relaxed
-  std::atomic<uint64_t> data;
+  std::atomic<uint64_t> hash_check;  // key XOR hash_data; both read and written relaxed
+  std::atomic<uint64_t> hash_data;
 };
 
 static_assert(sizeof(HashEntry) == 16, "a hash entry is two 64-bit words");

@@ -133,5 +133,6 @@ std::string mirrored_move(const std::string& token) {
   return m;
 }
 
+
 Chess960Option::Chess960Option(bool on) : saved(engine_options.UCI_Chess960) { engine_options.UCI_Chess960 = on; }
 Chess960Option::~Chess960Option() { engine_options.UCI_Chess960 = saved; }

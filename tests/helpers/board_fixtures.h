@@ -33,9 +33,12 @@ std::string mirrored_fen(const std::string& fen);
 // The same move for the colour-swapped position: ranks mirrored.
 std::string mirrored_move(const std::string& token);
 
-// RAII switch of the Chess960 option for one test.
+
+// Switches the Chess960 option for one scope and puts the old value back.
 struct Chess960Option {
   explicit Chess960Option(bool on);
   ~Chess960Option();
+  Chess960Option(const Chess960Option&) = delete;
+  Chess960Option& operator=(const Chess960Option&) = delete;
   bool saved;
 };

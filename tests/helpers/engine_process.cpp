@@ -10,10 +10,11 @@
 #include <chrono>
 #include <thread>
 
-EngineProcess::EngineProcess(const std::vector<std::string>& arguments, uint64_t address_space_limit) {
+EngineProcess::EngineProcess(const std::vector<std::string>& arguments, uint64_t address_space_limit,
+                             const char* binary) {
   signal(SIGPIPE, SIG_IGN);  // a test may write to an engine that has already exited
   // Everything the child needs is built before the fork: it only calls async-signal-safe functions.
-  std::vector<char*> argv{const_cast<char*>(TESMAR_BINARY)};
+  std::vector<char*> argv{const_cast<char*>(binary)};
   for (const std::string& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
   int input[2], output[2];
@@ -26,7 +27,7 @@ EngineProcess::EngineProcess(const std::vector<std::string>& arguments, uint64_t
       rlimit limit{address_space_limit, address_space_limit};
       setrlimit(RLIMIT_AS, &limit);
     }
-    execv(TESMAR_BINARY, argv.data());
+    execv(binary, argv.data());
     _exit(127);
   }
   close(input[0]);

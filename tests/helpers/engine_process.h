@@ -13,9 +13,10 @@ struct EngineProcess {
   int from_engine = -1;
   std::string pending;  // bytes read but not yet returned as a line
 
-  // Starts the binary with the given arguments; a nonzero address_space_limit caps the
-  // child's virtual memory (RLIMIT_AS) in bytes.
-  explicit EngineProcess(const std::vector<std::string>& arguments = {}, uint64_t address_space_limit = 0);
+  // Starts the engine binary (or another one) with the given arguments; a nonzero
+  // address_space_limit caps the child's virtual memory (RLIMIT_AS) in bytes.
+  explicit EngineProcess(const std::vector<std::string>& arguments = {}, uint64_t address_space_limit = 0,
+                         const char* binary = TESMAR_BINARY);
   ~EngineProcess();
   EngineProcess(const EngineProcess&) = delete;
   EngineProcess& operator=(const EngineProcess&) = delete;

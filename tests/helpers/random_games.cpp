@@ -40,10 +40,10 @@ void play_random_games(const char* fen, int plies, uint64_t seed, const RandomGa
     const int choice = rng.below(4);
     if (choice < 2) {
       const Move wanted = choice == 0 ? MOVE_PROMOTION | MOVE_CASTLING | MOVE_EN_PASSANT : MOVE_CAPTURE;
-      int special[MAX_MOVES], specials = 0;
+      int rare[MAX_MOVES], rare_count = 0;
       for (int i = 0; i < count; ++i)
-        if (list[i].move & wanted) special[specials++] = i;
-      if (specials) pick = special[rng.below(specials)];
+        if (list[i].move & wanted) rare[rare_count++] = i;
+      if (rare_count) pick = rare[rng.below(rare_count)];
     }
     const Move m = list[pick].move;
     FeatureDelta delta;
