@@ -41,12 +41,19 @@ Lines uci_reply(const std::string& book_file) {
           "uciok"};
 }
 
-// The stand-in go's answer for one position command on a fresh engine.
+// The bestmove of a depth-1 search after one position command on a fresh engine.
 std::string bestmove_after(const std::string& position_line) {
   EngineProcess engine;
-  engine.send("setoption name Hash value 1\n" + position_line + "\ngo\nquit\n");
-  Lines lines = engine.read_all();
+  engine.send("setoption name Hash value 1\n" + position_line + "\ngo depth 1\n");
+  Lines lines = engine.read_until("bestmove");
+  engine.send("quit\n");
   return lines.empty() ? "" : lines.back();
+}
+
+// The lines of one go without the search's info lines.
+Lines without_search_info(Lines lines) {
+  std::erase_if(lines, [](const std::string& line) { return line.rfind("info multipv ", 0) == 0; });
+  return lines;
 }
 
 TEST(UciProcess, UciReplyIsExactAndShowsTheCurrentBookFile) {
@@ -91,8 +98,8 @@ TEST(UciProcess, RefusedPositionPrintsOneInfoLineAndKeepsThePreviousOne) {
                                  "position startpos moves e2e4 e7e5 e1e3", "position startpos moves e2e4 \x01\xff",
                                  "position startpos moves e7e5"};
   for (const std::string& line : refused) {
-    engine.send(line + "\ngo\n");
-    const Lines lines = engine.read_until("bestmove");
+    engine.send(line + "\ngo depth 1\n");
+    const Lines lines = without_search_info(engine.read_until("bestmove"));
     ASSERT_EQ(lines.size(), 2u) << line;
     EXPECT_EQ(lines[0].rfind("info string ", 0), 0u) << line;
     EXPECT_EQ(lines[1], kept) << line;
@@ -102,8 +109,8 @@ TEST(UciProcess, RefusedPositionPrintsOneInfoLineAndKeepsThePreviousOne) {
 
 TEST(UciProcess, GoAnswersAfterUcinewgameAndInMatedPositions) {
   EngineProcess engine;
-  engine.send("setoption name Hash value 1\nposition fen 7k/8/8/8/8/8/8/K7 w - -\nucinewgame\ngo\n");
-  EXPECT_EQ(engine.read_until("bestmove"), Lines{bestmove_after("position startpos")});
+  engine.send("setoption name Hash value 1\nposition fen 7k/8/8/8/8/8/8/K7 w - -\nucinewgame\ngo depth 1\n");
+  EXPECT_EQ(without_search_info(engine.read_until("bestmove")), Lines{bestmove_after("position startpos")});
   engine.send("position startpos moves f2f3 e7e5 g2g4 d8h4\ngo\n");
   EXPECT_EQ(engine.read_until("bestmove"), Lines{"bestmove 0000"});
 }
@@ -112,7 +119,8 @@ TEST(UciProcess, JunkAndOverlongLinesNeverHurt) {
   EngineProcess engine;
   // 8191 bytes fill the buffer, so "isready" arrives as a line of its own.
   std::string input = "setoption name Hash value 1\n" + std::string(8191, 'a') + "isready\n";
-  const char* starts[] = {"position fen ", "position startpos moves ", "setoption name ", "go", "position "};
+  // The go lines carry a depth so that each search ends by itself.
+  const char* starts[] = {"position fen ", "position startpos moves ", "setoption name ", "go depth 1 ", "position "};
   const char* fen = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1 moves e1g1";
   uint64_t state = 99;
   auto next = [&state] { return (state = state * 6364136223846793005ull + 1442695040888963407ull) >> 33; };
@@ -132,7 +140,9 @@ TEST(UciProcess, JunkAndOverlongLinesNeverHurt) {
   int ready = 0;
   for (const std::string& line : engine.read_all()) {
     ready += line == "readyok";
-    EXPECT_TRUE(line == "readyok" || line.rfind("bestmove ", 0) == 0 || line.rfind("info string ", 0) == 0) << line;
+    EXPECT_TRUE(line == "readyok" || line.rfind("bestmove ", 0) == 0 || line.rfind("info string ", 0) == 0 ||
+                line.rfind("info multipv ", 0) == 0)
+        << line;
   }
   EXPECT_EQ(ready, 2);
   EXPECT_EQ(engine.wait_exit(), 0);
@@ -150,8 +160,9 @@ TEST(UciProcess, MemoryAllocationErrorEndsWithStatusOne) {
 
 TEST(UciProcess, LargePagesStillGiveAWorkingEngine) {
   EngineProcess engine;
-  engine.send("setoption name LargePages value true\nsetoption name Hash value 4\nucinewgame\nposition startpos\ngo\n");
-  Lines lines = engine.read_until("bestmove");
+  engine.send(
+      "setoption name LargePages value true\nsetoption name Hash value 4\nucinewgame\nposition startpos\ngo depth 1\n");
+  Lines lines = without_search_info(engine.read_until("bestmove"));
   if (!lines.empty() && lines[0] == "Allocated large pages") lines.erase(lines.begin());
   EXPECT_EQ(lines, Lines{bestmove_after("position startpos")});
   engine.send("ucinewgame\nquit\n");

@@ -11,12 +11,29 @@ namespace {
 // Plane of the same piece in the other view: own and enemy change places.
 constexpr int PLANE_SWAP[10] = {5, 6, 7, 8, 9, 0, 1, 2, 3, 4};
 
-// Lanes wrap around modulo 2^16; the compiler turns these loops into vector adds.
-inline void add_row(int16_t* acc, const int16_t* row) {
-  for (int l = 0; l < L1_SIZE; ++l) acc[l] = int16_t(acc[l] + row[l]);
-}
-inline void subtract_row(int16_t* acc, const int16_t* row) {
-  for (int l = 0; l < L1_SIZE; ++l) acc[l] = int16_t(acc[l] - row[l]);
+// Rows gathered for one pass over the lanes, so that each block of lanes stays in
+// registers while all rows are added and subtracted.
+struct RowBatch {
+  static constexpr int CAPACITY = 40;
+  const int16_t* added[CAPACITY];
+  const int16_t* removed[CAPACITY];
+  int added_count = 0;
+  int removed_count = 0;
+};
+
+constexpr int LANE_BLOCK = 32;
+
+// acc = source + added rows - removed rows, lane by lane modulo 2^16. source may be acc.
+void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch) {
+  for (int block = 0; block < L1_SIZE; block += LANE_BLOCK) {
+    int16_t lanes[LANE_BLOCK];
+    for (int l = 0; l < LANE_BLOCK; ++l) lanes[l] = source[block + l];
+    for (int r = 0; r < batch.added_count; ++r)
+      for (int l = 0; l < LANE_BLOCK; ++l) lanes[l] = int16_t(lanes[l] + batch.added[r][block + l]);
+    for (int r = 0; r < batch.removed_count; ++r)
+      for (int l = 0; l < LANE_BLOCK; ++l) lanes[l] = int16_t(lanes[l] - batch.removed[r][block + l]);
+    for (int l = 0; l < LANE_BLOCK; ++l) acc[block + l] = lanes[l];
+  }
 }
 
 inline int feature_row(int plane, Square s, Square king) { return plane * 4096 + s * 64 + king; }
@@ -24,20 +41,22 @@ inline int feature_row(int plane, Square s, Square king) { return plane * 4096 +
 }  // namespace
 
 void rebuild_accumulator(const Position& pos, int view, int16_t* acc) {
-  std::memcpy(acc, network_l1_bias(), L1_SIZE * sizeof(int16_t));
   // View 1 sees the board from the other side: squares XOR 56, own and enemy exchanged.
   const int flip = view ? 56 : 0;
   const Bitboard mine = view ? enemy_pieces(pos) : pos.bb[OWN];
   const Bitboard theirs = pos.bb[OCCUPIED] ^ mine;
   const Square king = lsb(pos.bb[KING] & mine) ^ flip;
+  RowBatch batch;
   for (int t = PAWN; t <= QUEEN; ++t) {
-    for (Bitboard b = pos.bb[t] & mine; b; b &= b - 1) add_row(acc, network_row(feature_row(t - 1, lsb(b) ^ flip, king)));
+    for (Bitboard b = pos.bb[t] & mine; b; b &= b - 1)
+      batch.added[batch.added_count++] = network_row(feature_row(t - 1, lsb(b) ^ flip, king));
     for (Bitboard b = pos.bb[t] & theirs; b; b &= b - 1)
-      add_row(acc, network_row(feature_row(t + 4, lsb(b) ^ flip, king)));
+      batch.added[batch.added_count++] = network_row(feature_row(t + 4, lsb(b) ^ flip, king));
   }
   const int rights = view ? pos.castling >> 8 : pos.castling;
-  if ((rights & 15) != NO_RIGHT) add_row(acc, network_row(ROW_KING_SIDE_RIGHT));
-  if (((rights >> 4) & 15) != NO_RIGHT) add_row(acc, network_row(ROW_QUEEN_SIDE_RIGHT));
+  if ((rights & 15) != NO_RIGHT) batch.added[batch.added_count++] = network_row(ROW_KING_SIDE_RIGHT);
+  if (((rights >> 4) & 15) != NO_RIGHT) batch.added[batch.added_count++] = network_row(ROW_QUEEN_SIDE_RIGHT);
+  apply_rows(acc, network_l1_bias(), batch);
 }
 
 void update_accumulators(ThreadData& thread, int ply) {
@@ -47,10 +66,8 @@ void update_accumulators(ThreadData& thread, int ply) {
   while (base >= 0 && !records[base].acc_valid) --base;
 
   bool rebuild[2] = {base < 0, base < 0};
-  if (base >= 0) {
-    for (int j = base; j < ply; ++j)
-      if (records[j].delta.king_moved) rebuild[(j ^ ply) & 1] = true;
-  }
+  for (int j = base < 0 ? ply : base; j < ply; ++j)
+    if (records[j].delta.king_moved) rebuild[(j ^ ply) & 1] = true;
 
   PlyRecord& target = records[ply];
   for (int view = 0; view < 2; ++view) {
@@ -60,31 +77,39 @@ void update_accumulators(ThreadData& thread, int ply) {
       continue;
     }
     const int parity = (base ^ ply) & 1;
-    std::memcpy(acc, records[base].accumulators[view ^ parity], L1_SIZE * sizeof(int16_t));
+    const int16_t* source = records[base].accumulators[view ^ parity];
     const Square king = view ? enemy_king_square(pos) ^ 56 : own_king_square(pos);
+    RowBatch batch;
     for (int j = base; j < ply; ++j) {
+      // A move puts at most 2 entries in added and 4 in removed; flush before the batch overflows.
+      if (batch.added_count > RowBatch::CAPACITY - 8 || batch.removed_count > RowBatch::CAPACITY - 8) {
+        apply_rows(acc, source, batch);
+        source = acc;
+        batch.added_count = batch.removed_count = 0;
+      }
       const FeatureDelta& d = records[j].delta;
       // View 0 moved at ply j when the distance is even, view 1 when it is odd.
       const bool same = ((j ^ ply) & 1) == view;
       auto row_of = [&](uint32_t e) {
         const int plane = int(e >> 6);
         const Square s = Square(e & 63);
-        return same ? feature_row(plane, s, king) : feature_row(PLANE_SWAP[plane], s ^ 56, king);
+        return network_row(same ? feature_row(plane, s, king) : feature_row(PLANE_SWAP[plane], s ^ 56, king));
       };
-      for (int k = 0; k < d.added_count; ++k) add_row(acc, network_row(row_of(d.added[k])));
+      for (int k = 0; k < d.added_count; ++k) batch.added[batch.added_count++] = row_of(d.added[k]);
       for (int k = 0; k < d.removed_count; ++k) {
         const uint32_t e = d.removed[k];
         if (!(e & 0x3C00)) {
-          subtract_row(acc, network_row(row_of(e)));
+          batch.removed[batch.removed_count++] = row_of(e);
           continue;
         }
         // A right-lost code: the mover's view counts its own rights, the other view the opponent's.
         const bool mover_code = e == RIGHT_LOST_OWN_KING_SIDE || e == RIGHT_LOST_OWN_QUEEN_SIDE;
         if (mover_code != same) continue;
         const bool king_side = e == RIGHT_LOST_OWN_KING_SIDE || e == RIGHT_LOST_ENEMY_KING_SIDE;
-        subtract_row(acc, network_row(king_side ? ROW_KING_SIDE_RIGHT : ROW_QUEEN_SIDE_RIGHT));
+        batch.removed[batch.removed_count++] = network_row(king_side ? ROW_KING_SIDE_RIGHT : ROW_QUEEN_SIDE_RIGHT);
       }
     }
+    apply_rows(acc, source, batch);
   }
   target.acc_valid = 1;
 }

@@ -3,8 +3,10 @@
 #include "eval/network.h"
 #include "protocol/command_line.h"
 #include "protocol/engine_options.h"
+#include "protocol/pgo_run.h"
 #include "protocol/read_loop.h"
 #include "protocol/search_limits.h"
+#include "search/reductions.h"
 
 int main(int argc, char** argv) {
   set_default_options(engine_options);
@@ -13,14 +15,15 @@ int main(int argc, char** argv) {
   search_limits.thread_blocks = nullptr;
   search_limits.tb_largest = 0;
   init_board_tables();
+  init_reduction_tables();
   // The forward pass reads aligned copies of the small layers; a blob made for
   // other arithmetic is refused before any command is read.
   load_network(tesmar_embedded_network);
   check_network_header_or_exit(tesmar_embedded_network);
-  if (pgo_run_requested(argc, argv)) {
-    // The fixed profiling run starts here once the search exists.
-  }
-  read_loop();
+  if (pgo_run_requested(argc, argv))
+    pgo_run();  // then straight to tear-down, as after quit
+  else
+    read_loop();
   tear_down();
   return 0;
 }

@@ -1,7 +1,9 @@
 #pragma once
 // Everything that belongs to one search thread. One block per thread lives in the
 // memory block right behind the hash table.
+#include <atomic>
 #include <csetjmp>
+#include <cstdint>
 #include <pthread.h>
 
 #include "board/move.h"
@@ -9,6 +11,18 @@
 #include "eval/ply_record.h"
 
 constexpr int MAX_PLY = 512;
+
+// A count that only its own thread raises while other threads sum it for output: relaxed
+// atomic loads and stores keep those reads defined and cost what plain ones do.
+struct RelaxedCounter {
+  std::atomic<int64_t> value{0};
+  operator int64_t() const { return value.load(std::memory_order_relaxed); }
+  RelaxedCounter& operator=(int64_t v) {
+    value.store(v, std::memory_order_relaxed);
+    return *this;
+  }
+  RelaxedCounter& operator++() { return *this = int64_t(*this) + 1; }
+};
 
 struct ThreadData {
   pthread_t handle;
@@ -18,8 +32,8 @@ struct ThreadData {
   ScoredMove root_moves[MAX_MOVES];
   ScoredMove* root_end;
   uint32_t result_word;
-  int64_t nodes;
-  int64_t tb_hits;
+  RelaxedCounter nodes;
+  RelaxedCounter tb_hits;
   int32_t root_scores[MAX_MOVES];
   int32_t static_evals[MAX_PLY];
   Move killers[MAX_PLY][2];

@@ -1,0 +1,20 @@
+#pragma once
+// The driver of one search: from the filled SearchLimits and thread 0's root list to
+// the bestmove line. Runs on a thread of its own, which is also search thread 0.
+#include <pthread.h>
+
+#include <cstddef>
+
+// The recursion keeps a move list in every frame for hundreds of plies.
+constexpr size_t SEARCH_STACK_SIZE = size_t(16) << 20;
+
+// Starts body(argument) on a new thread with SEARCH_STACK_SIZE of stack; false when the
+// system refuses.
+bool start_search_thread(pthread_t& handle, void* (*body)(void*), void* argument);
+
+// Expects at least one root move in thread 0 and EngineLock held on its behalf; prints
+// the result and releases EngineLock as its last act.
+void think();
+
+// think as a thread function, for the go command's detached thread.
+void* think_thread(void*);

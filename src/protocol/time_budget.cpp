@@ -1,0 +1,34 @@
+#include "protocol/time_budget.h"
+
+#include <algorithm>
+
+namespace {
+
+int64_t base_budget(const TimeControl& c) {
+  const int64_t t = c.time_left, inc = c.time_increment, moves = c.moves_to_go, played = c.game_moves;
+  if (moves != 0) return 2 * t / (moves + 4) + inc;
+  // Early in the game the clock is spread over more moves than later on.
+  if (inc != 0) return 4 * t / (played < 60 ? 100 - played : 40) + inc;
+  return 4 * t / (played < 60 ? 120 - played : 60);
+}
+
+}  // namespace
+
+TimeBudget compute_time_budget(const TimeControl& control, const EngineOptions& options, int root_move_count,
+                               int64_t start_time) {
+  int64_t b = base_budget(control);
+  // Pondering wins back part of the time spent on the opponent's clock.
+  if (options.Ponder) b += b / 10;
+  const int64_t cap = std::max(control.time_left / 2 - options.MoveOverhead / 2, int64_t(0));
+  b = std::min(b, cap);
+  if (root_move_count == 1) b /= 10;
+
+  TimeBudget result;
+  result.budget = b;
+  result.soft_deadline = start_time + 28 * b / 64;
+  result.hard_deadline = start_time + 2 * b;
+  // Short budgets look at the clock more often; a weakened engine looks at every node.
+  result.check_interval = std::min(b < 1000 ? 10 * b + 10 : int64_t(10000), control.node_limit);
+  if (options.Strength != 100) result.check_interval = 1;
+  return result;
+}

@@ -1,0 +1,205 @@
+#pragma once
+// The staged move picker of search and qsearch: a stage number and a list in the node's
+// frame. Nothing is generated before the hash move has had its turn, and no quiet move
+// before the killers and the counter move. Every move returned is legal, its check bit exact.
+#include <utility>
+
+#include "board/move_checks.h"
+#include "board/movegen.h"
+#include "board/see.h"
+#include "search/history.h"
+#include "search/score.h"
+
+// Scores of captures that lose material: below BAD_CAPTURE_LIMIT, ordered by the loss.
+constexpr int32_t BAD_CAPTURE_BASE = -2047483773;
+inline int32_t bad_capture_score(int see_value, int32_t old_score) {
+  return see_value * 128 + (old_score & 127) + BAD_CAPTURE_BASE;
+}
+
+enum PickStage : int {
+  PICK_HASH_MOVE = 0,
+  PICK_GENERATE = 1,
+  PICK_GOOD_CAPTURES = 2,
+  PICK_KILLER_1 = 3,
+  PICK_KILLER_2 = 4,
+  PICK_COUNTER_MOVE = 5,
+  PICK_GENERATE_QUIETS = 6,
+  PICK_REMAINING = 7
+};
+
+struct MovePicker {
+  ScoredMove* end;  // behind the last unpicked entry
+  int stage;
+  Move hash_move;
+  Move counter_move;  // known from the counter-move stage on
+  ScoredMove list[MAX_MOVES];
+};
+
+inline void start_picker(MovePicker& mp, Move hash_move) {
+  mp.end = mp.list;
+  mp.stage = PICK_HASH_MOVE;
+  mp.hash_move = hash_move;
+  mp.counter_move = 0;
+}
+
+// Brings the highest-scored unpicked entry, the one nearest the end among equals, to
+// the last unpicked place and returns it there. Needs a non-empty range.
+inline ScoredMove* select_best(ScoredMove* list, ScoredMove* end) {
+  ScoredMove* best = end - 1;
+  for (ScoredMove* p = end - 1; p != list;) {
+    --p;
+    if (p->score > best->score) best = p;
+  }
+  std::swap(*best, end[-1]);
+  return end - 1;
+}
+
+// Adds the history score to the quiet moves of the range; captures and promotions keep theirs.
+inline void add_quiet_history(const ThreadData& thread, ScoredMove* begin, ScoredMove* end, Move prev_move,
+                              Move prev_prev_move) {
+  const int side = side_index(*thread.current_position);
+  for (ScoredMove* p = begin; p != end; ++p)
+    if (!(p->move & MOVE_TACTICAL)) p->score += history_score(thread, side, p->move, prev_move, prev_prev_move);
+}
+
+// A killer or counter move may be played if it is still a quiet move here and legal.
+inline bool usable_quiet(const ThreadData& thread, const Position& pos, Move m, Move hash_move) {
+  return m && !same_move(m, hash_move) && is_possible_quiet(thread, m) && !legality_attackers(pos, m);
+}
+
+// The next move of a search node, or move 0 when none is left.
+inline ScoredMove next_move(ThreadData& thread, MovePicker& mp, int ply, int depth, bool checked, Move prev_move,
+                            Move prev_prev_move) {
+  const Position& pos = *thread.current_position;
+  switch (mp.stage) {
+    case PICK_HASH_MOVE:
+      mp.stage = PICK_GENERATE;
+      if (mp.hash_move) return {GOOD_MOVE_SCORE, mp.hash_move};
+      [[fallthrough]];
+    case PICK_GENERATE:
+      mp.end = checked ? generate_evasions(pos, mp.list, depth >= 8) : generate_captures(pos, mp.list);
+      mp.stage = PICK_GOOD_CAPTURES;
+      [[fallthrough]];
+    case PICK_GOOD_CAPTURES:
+      while (mp.end != mp.list) {
+        ScoredMove* p = select_best(mp.list, mp.end);
+        if (p->score < GOOD_MOVE_SCORE) break;
+        --mp.end;
+        Move m = p->move;
+        if (same_move(m, mp.hash_move) || legality_attackers(pos, m)) continue;
+        // Only a victim worth less than the attacker leaves the exchange open.
+        if (SEE_VALUES[move_piece(m)] > SEE_VALUES[move_captured(m)]) {
+          const int v = see(thread, m);
+          if (v < 0) {
+            p->score = bad_capture_score(v, p->score);
+            ++mp.end;
+            continue;
+          }
+        }
+        mark_gives_check(pos, &m);
+        return {p->score, m};
+      }
+      if (checked) {
+        add_quiet_history(thread, mp.list, mp.end, prev_move, prev_prev_move);
+        mp.stage = PICK_REMAINING;
+        goto remaining;
+      }
+      [[fallthrough]];
+    case PICK_KILLER_1: {
+      mp.stage = PICK_KILLER_2;
+      Move k = thread.killers[ply][0];
+      if (usable_quiet(thread, pos, k, mp.hash_move)) {
+        mark_gives_check(pos, &k);
+        return {KILLER_SCORE, k};
+      }
+    }
+      [[fallthrough]];
+    case PICK_KILLER_2: {
+      mp.stage = PICK_COUNTER_MOVE;
+      Move k = thread.killers[ply][1];
+      if (usable_quiet(thread, pos, k, mp.hash_move)) {
+        mark_gives_check(pos, &k);
+        return {KILLER_SCORE, k};
+      }
+    }
+      [[fallthrough]];
+    case PICK_COUNTER_MOVE: {
+      mp.stage = PICK_GENERATE_QUIETS;
+      Move c = mp.counter_move = counter_move_entry(thread, side_index(pos), prev_move);
+      if (!same_move(c, thread.killers[ply][0]) && !same_move(c, thread.killers[ply][1]) &&
+          usable_quiet(thread, pos, c, mp.hash_move)) {
+        mark_gives_check(pos, &c);
+        return {KILLER_SCORE, c};
+      }
+    }
+      [[fallthrough]];
+    case PICK_GENERATE_QUIETS: {
+      if (depth >= 8) mp.end = generate_underpromotions(pos, mp.end);
+      mp.end = generate_quiets(pos, mp.end, false);
+      add_quiet_history(thread, mp.list, mp.end, prev_move, prev_prev_move);
+      mp.stage = PICK_REMAINING;
+    }
+      [[fallthrough]];
+    case PICK_REMAINING:
+    remaining:
+      while (mp.end != mp.list) {
+        const ScoredMove* p = select_best(mp.list, mp.end);
+        --mp.end;
+        Move m = p->move;
+        if (!checked && (same_move(m, thread.killers[ply][0]) || same_move(m, thread.killers[ply][1]) ||
+                         same_move(m, mp.counter_move)))
+          continue;
+        if (same_move(m, mp.hash_move) || legality_attackers(pos, m)) continue;
+        if (checked || (m & MOVE_TACTICAL)) mark_gives_check(pos, &m);
+        return {p->score, m};
+      }
+      return {0, 0};
+  }
+  return {0, 0};
+}
+
+// The next move of a quiescence node: hash move, captures (evasions in check), then,
+// on the first ply only, quiet checks; or move 0 when none is left.
+inline ScoredMove next_qsearch_move(ThreadData& thread, MovePicker& mp, bool checked, bool checks_off,
+                                    Move prev_move, Move prev_prev_move) {
+  const Position& pos = *thread.current_position;
+  switch (mp.stage) {
+    case PICK_HASH_MOVE:
+      mp.stage = PICK_GENERATE;
+      if (mp.hash_move) return {GOOD_MOVE_SCORE, mp.hash_move};
+      [[fallthrough]];
+    case PICK_GENERATE:
+      mp.end = checked ? generate_evasions(pos, mp.list, false) : generate_captures(pos, mp.list);
+      mp.stage = PICK_GOOD_CAPTURES;
+      [[fallthrough]];
+    case PICK_GOOD_CAPTURES:
+      while (mp.end != mp.list) {
+        ScoredMove* p = select_best(mp.list, mp.end);
+        if (p->score < GOOD_MOVE_SCORE) break;
+        --mp.end;
+        Move m = p->move;
+        if (same_move(m, mp.hash_move) || legality_attackers(pos, m)) continue;
+        mark_gives_check(pos, &m);
+        return {p->score, m};
+      }
+      if (!checked && !checks_off) mp.end = generate_quiets(pos, mp.end, true);
+      {
+        // Every remaining entry, whatever its kind, is ordered by history here.
+        const int side = side_index(pos);
+        for (ScoredMove* p = mp.list; p != mp.end; ++p)
+          p->score += history_score(thread, side, p->move, prev_move, prev_prev_move);
+      }
+      mp.stage = PICK_REMAINING;
+      [[fallthrough]];
+    default:
+      while (mp.end != mp.list) {
+        const ScoredMove* p = select_best(mp.list, mp.end);
+        --mp.end;
+        Move m = p->move;
+        if (same_move(m, mp.hash_move) || legality_attackers(pos, m)) continue;
+        if (!(m & MOVE_GIVES_CHECK)) mark_gives_check(pos, &m);
+        return {p->score, m};
+      }
+      return {0, 0};
+  }
+}

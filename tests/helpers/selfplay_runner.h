@@ -1,0 +1,29 @@
+#pragma once
+// Runs build/selfplay for the tests, and writes small scripted UCI engines that play
+// given moves or misbehave on purpose, so that the referee's checks can be proved.
+#include <string>
+
+struct ToolRun {
+  int status = -1;     // exit status of selfplay, -1 if it did not exit normally
+  std::string output;  // standard output and error together
+};
+
+// selfplay with the arguments (a shell word list) appended.
+ToolRun run_selfplay(const std::string& arguments);
+
+// Pieces of a scripted engine written in POSIX shell. Each handler is a shell command
+// list; $moves holds the scripted moves and $n the number of moves of the last position
+// command, so `play` below answers with the next scripted move.
+struct FakeEngine {
+  std::string moves;                                  // scripted moves, blank-separated
+  std::string on_uci = "echo 'id name fake'; echo uciok";
+  std::string on_isready = "echo readyok";
+  std::string on_go = "play";
+  std::string on_quit = "exit 0";
+};
+
+// Writes the engine as an executable script and returns its path.
+std::string write_fake_engine(const std::string& name, const FakeEngine& engine);
+
+// Writes an EPD file with the one FEN and returns its path.
+std::string write_opening(const std::string& name, const std::string& fen);
