@@ -111,8 +111,8 @@ uint64_t virtual_memory_bytes() {
 
 // In a child process, so that the address-space limit stays there.
 TEST_F(MemoryBlock, ShortMemoryShrinksOnlyTheTableAndTheNextAllocationStartsAgain) {
-#if defined(__SANITIZE_ADDRESS__)
-  GTEST_SKIP() << "the address sanitizer needs more address space than the limit leaves";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the address and thread sanitizers need more address space than the limit leaves";
 #endif
   const uint64_t vm = virtual_memory_bytes();
   if (!vm) GTEST_SKIP() << "no /proc/self/statm";

@@ -1,109 +1,79 @@
-// Coordinate text of moves, both ways, in both frames and both castling notations.
+// Coordinate text of moves, both ways, in both frames and both castling notations, and the
+// game history that a move list leaves behind.
 #include <gtest/gtest.h>
 
-#include <string>
-
-#include "board/fen_write.h"
 #include "board/move_text.h"
 #include "helpers/board_fixtures.h"
-#include "helpers/random_games.h"
-#include "protocol/engine_options.h"
+#include "protocol/search_limits.h"
 
 namespace {
 
-std::string text_of(const Position& pos, Move m) {
-  char text[8];
-  move_text(pos, m, text);
-  return text;
-}
-
-// Every legal move's text reads back as the same move (check bit aside), under each option
-// setting given. Castling texts are only unambiguous in the notation of the game being played.
-void walk(const char* fen, int plies, uint64_t seed, bool chess960_game) {
-  int castlings = 0;
-  RandomGameVisitor visitor;
-  visitor.at_position = [&](ThreadData& thread, const ScoredMove* begin, const ScoredMove* end) {
-    const Position& pos = *thread.current_position;
-    for (const ScoredMove* sm = begin; sm != end; ++sm) {
-      const Move m = sm->move & MOVE_SAME_MASK;
-      castlings += (m & MOVE_CASTLING) != 0;
-      for (bool option : {false, true}) {
-        if (chess960_game && !option && (m & MOVE_CASTLING)) continue;
-        Chess960Option setting(option);
-        const std::string text = text_of(pos, m);
-        ASSERT_EQ(text.size(), (m & MOVE_PROMOTION) ? 5u : 4u) << text;
-        ASSERT_EQ(parse_move_token(pos, text.c_str()), m) << "text " << text << " option " << option;
-      }
-    }
+TEST(MoveText, WordsAndTexts) {
+  const char* const castles = "r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1";
+  const char* const black_castles = "r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1";
+  const struct {
+    const char* fen;
+    bool chess960;
+    const char* token;
+    Move word;  // 0: not checked
+    const char* text;
+  } cases[] = {
+      {START_FEN, false, "e2e4", 0x3861, "e2e4"},
+      // The two-step and king-takes-rook tokens give the same word under either setting;
+      // the text follows the setting.
+      {castles, false, "e1h1", 0x1000C26, "e1g1"},
+      {castles, true, "e1g1", 0x1000C26, "e1h1"},
+      {castles, false, "e1a1", 0x1000426, "e1c1"},
+      {castles, true, "e1c1", 0x1000426, "e1a1"},
+      // Black's castling is e1g1 in Black's frame; the text is on the eighth rank.
+      {black_castles, false, "e8g8", 0x1000C26, "e8g8"},
+      {black_castles, true, "e8a8", 0x1000426, "e8a8"},
+      // Chess960: king f1 with the rook on h1 or g1, king b1 with the rook on a1.
+      {"5k1r/8/8/8/8/8/8/5K1R w Hh - 0 1", true, "f1h1", 0x1000C2E, "f1h1"},
+      {"5kr1/8/8/8/8/8/8/5KR1 w Gg - 0 1", true, "f1g1", 0x1000C2E, "f1g1"},
+      {"1k6/8/8/8/8/8/8/RK6 w A - 0 1", true, "b1a1", 0x100040E, "b1a1"},
+      // Pawns: en passant, promotions with and without capture, in both frames.
+      {"1n2k3/P7/8/3pP3/8/8/8/4K3 w - d6 0 1", false, "e5d6", 0x60D721, "e5d6"},
+      {"1n2k3/P7/8/3pP3/8/8/8/4K3 w - d6 0 1", false, "a7a8q", 0x947181, "a7a8q"},
+      {"1n2k3/P7/8/3pP3/8/8/8/4K3 w - d6 0 1", false, "a7b8n", 0, "a7b8n"},
+      {"4k3/8/8/8/8/8/6p1/4K2R b - - 0 1", false, "g2h1r", 0, "g2h1r"},
   };
-  Chess960Option game(chess960_game);
-  play_random_games(fen, plies, seed, visitor);
-  EXPECT_GT(castlings, 40) << fen;
-}
-
-TEST(MoveTextRandomGames, StandardChess) { walk(START_FEN, 20000, 21, false); }
-
-TEST(MoveTextRandomGames, Chess960) {
-  uint64_t seed = 210;
-  for (const char* fen : CHESS960_STARTS) walk(fen, 8000, ++seed, true);
-}
-
-TEST(MoveText, CastlingBothNotations) {
-  auto thread = thread_at("r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1");
-  const Position& pos = *thread->current_position;
-  for (bool option : {false, true}) {
-    Chess960Option setting(option);
-    const Move two_step = parse_move_token(pos, "e1g1"), takes_rook = parse_move_token(pos, "e1h1");
-    EXPECT_EQ(two_step, takes_rook) << option;
-    EXPECT_EQ(two_step, 0x1000C26u) << option;
-    EXPECT_EQ(parse_move_token(pos, "e1c1"), parse_move_token(pos, "e1a1")) << option;
-    EXPECT_EQ(text_of(pos, two_step), option ? "e1h1" : "e1g1");
-    EXPECT_EQ(text_of(pos, parse_move_token(pos, "e1c1")), option ? "e1a1" : "e1c1");
+  for (const auto& c : cases) {
+    Chess960Option option(c.chess960);
+    const Position pos = position_of(c.fen);
+    const Move m = parse_move_token(pos, c.token);
+    if (c.word) {
+      EXPECT_EQ(m, c.word) << c.fen << " " << c.token;
+    }
+    char text[8];
+    move_text(pos, m, text);
+    EXPECT_STREQ(text, c.text) << c.fen << " " << c.token;
   }
-
-  // Black's castling: the word is e1g1 in Black's frame, the text is on the eighth rank.
-  auto black = thread_at("r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1");
-  const Move black_castle = parse_move_token(*black->current_position, "e8g8");
-  EXPECT_EQ(black_castle, 0x1000C26u);
-  EXPECT_EQ(text_of(*black->current_position, black_castle), "e8g8");
-  Chess960Option on(true);
-  EXPECT_EQ(text_of(*black->current_position, black_castle), "e8h8");
-  EXPECT_EQ(parse_move_token(*black->current_position, "e8a8"), parse_move_token(*black->current_position, "e8c8"));
 }
 
-TEST(MoveText, Chess960CastlingReadsAsKingTakesRook) {
-  Chess960Option on(true);
-  // King f1 with the rook on h1 or on g1.
-  auto far = thread_at("5k1r/8/8/8/8/8/8/5K1R w Hh - 0 1");
-  const Move far_castle = parse_move_token(*far->current_position, "f1h1");
-  EXPECT_EQ(far_castle, make_move_word(KING, square_named("f1"), square_named("g1")) | MOVE_CASTLING);
-  EXPECT_EQ(text_of(*far->current_position, far_castle), "f1h1");
-  auto near = thread_at("5kr1/8/8/8/8/8/8/5KR1 w Gg - 0 1");
-  const Move near_castle = parse_move_token(*near->current_position, "f1g1");
-  EXPECT_EQ(near_castle, make_move_word(KING, square_named("f1"), square_named("g1")) | MOVE_CASTLING);
-  EXPECT_EQ(text_of(*near->current_position, near_castle), "f1g1");
-  // King on b1 castling with the a1 rook: the king's target c1, the text b1a1.
-  auto queen_side = thread_at("1k6/8/8/8/8/8/8/RK6 w A - 0 1");
-  const Move long_castle = parse_move_token(*queen_side->current_position, "b1a1");
-  EXPECT_EQ(move_to(long_castle), square_named("c1"));
-  EXPECT_EQ(text_of(*queen_side->current_position, long_castle), "b1a1");
-}
+int stack_slot(const ThreadData& thread) { return int(thread.current_position - thread.position_stack); }
 
-TEST(MoveText, PawnMoves) {
-  auto thread = thread_at("1n2k3/P7/8/3pP3/8/8/6p1/4K2R w - d6 0 1");
-  const Position& pos = *thread->current_position;
-  EXPECT_EQ(parse_move_token(pos, "a7a8q"), 0x947181u);
-  EXPECT_EQ(text_of(pos, parse_move_token(pos, "a7a8q")), "a7a8q");
-  EXPECT_EQ(text_of(pos, parse_move_token(pos, "a7b8n")), "a7b8n");
-  EXPECT_EQ(move_captured(parse_move_token(pos, "a7b8n")), KNIGHT);
-  EXPECT_EQ(parse_move_token(pos, "e5d6"), 0x60D721u);
+TEST(MoveList, IrreversibleMovesEmptyTheHistory) {
+  auto thread = thread_at(START_FEN, "e2e4 e7e5 g1f3");
+  EXPECT_EQ(stack_slot(*thread), 1);
+  const Position after_e5 = position_of("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
+  EXPECT_EQ(record_difference(thread->position_stack[0], after_e5), "");
+  EXPECT_EQ(search_limits.game_last_move, move_named(after_e5, "g1f3"));
+  EXPECT_EQ(move_from(search_limits.game_second_last_move), square_named("e7") ^ 56);
 
-  auto black = thread_at("4k3/8/8/8/8/8/6p1/4K2R b - - 0 1");
-  const Move under = parse_move_token(*black->current_position, "g2h1r");
-  EXPECT_EQ(move_captured(under), ROOK);
-  EXPECT_EQ(move_promotion(under), ROOK);
-  EXPECT_EQ(text_of(*black->current_position, under), "g2h1r");
-  EXPECT_EQ(parse_move_token(*thread_at(START_FEN)->current_position, "e2e4"), 0x3861u);
+  EXPECT_EQ(stack_slot(*thread_at(START_FEN, "g1f3 g8f6 e2e4")), 0);  // ending in a pawn move
+
+  // A repetition across the list is seen, back to the last irreversible position.
+  auto repeated = thread_at(START_FEN, "e2e4 g8f6 g1f3 f6g8 f3g1");
+  EXPECT_EQ(stack_slot(*repeated), 4);
+  EXPECT_TRUE(repeated->current_position->flags & FLAG_REPETITION);
+
+  // The count of full moves, and no last moves after a position without a list.
+  std::string moves = "e2e4 e7e5 g1f3";
+  EXPECT_EQ(set_position(*thread, START_FEN, moves.data()), 1);
+  EXPECT_EQ(set_position(*thread, START_FEN, nullptr), 0);
+  EXPECT_EQ(search_limits.game_last_move, 0u);
+  EXPECT_EQ(search_limits.game_second_last_move, 0u);
 }
 
 }  // namespace

@@ -149,8 +149,8 @@ TEST(UciProcess, JunkAndOverlongLinesNeverHurt) {
 }
 
 TEST(UciProcess, MemoryAllocationErrorEndsWithStatusOne) {
-#if defined(__SANITIZE_ADDRESS__)
-  GTEST_SKIP() << "the address sanitizer needs more address space than the limit leaves";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the address and thread sanitizers need more address space than the limit leaves";
 #endif
   EngineProcess engine({}, uint64_t(1) << 30);  // 512 thread blocks need more than this
   engine.send("setoption name Threads value 512\nucinewgame\nisready\n");

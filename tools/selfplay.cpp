@@ -53,7 +53,7 @@ void usage() {
       "  --random-plies N       random plies on top of each start (default 6 from the start\n"
       "                         position, 0 from an opening file)\n"
       "  --seed N               opening choice and random plies (default 1)\n"
-      "  --max-moves N          adjudicate a draw after N moves each (default 150)\n"
+      "  --max-moves N          adjudicate a draw after N moves each (default 150, at most 500)\n"
       "  --grace-ms N           lateness past the clock still in time (default 200)\n"
       "  --ready-timeout-ms N   answer to isready (default 5000)\n"
       "  --start-timeout-ms N   start-up until readyok (default 10000)\n"
@@ -139,8 +139,13 @@ bool parse_arguments(int argc, char** argv, MatchSettings& m) {
       return false;
     }
   }
-  if (m.games < 1 || m.game.base_ms < 1 || m.max_failures < 1) {
-    std::fputs("selfplay: --games, --time and --max-failures must be positive\n", stderr);
+  if (m.games < 1 || m.game.base_ms < 1 || m.max_failures < 1 || m.game.max_plies < 1) {
+    std::fputs("selfplay: --games, --time, --max-moves and --max-failures must be positive\n", stderr);
+    return false;
+  }
+  // The engine reads lines of up to 8191 characters; a longer position command would arrive cut.
+  if (m.game.max_plies > 1000) {
+    std::fputs("selfplay: --max-moves is at most 500\n", stderr);
     return false;
   }
   // Options named by the tool go first, so that an explicit --option can still override them.

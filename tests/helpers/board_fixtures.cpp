@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
+#include <set>
 #include <sstream>
-#include <vector>
 
-#include "board/attacks.h"
+#include "board/fen_write.h"
 #include "board/move_checks.h"
 #include "board/move_text.h"
 #include "board/zobrist.h"
@@ -14,20 +13,18 @@
 
 std::unique_ptr<ThreadData> thread_at(const char* fen, const char* moves) {
   auto thread = std::make_unique<ThreadData>();
-  if (moves) {
-    std::vector<char> buffer(moves, moves + std::strlen(moves) + 1);
-    set_position(*thread, fen, buffer.data());
-  } else {
-    set_position(*thread, fen, nullptr);
-  }
+  std::string list = moves ? moves : "";  // the move list is cut up in place
+  set_position(*thread, fen, moves ? list.data() : nullptr);
   return thread;
 }
 
-Square square_named(const char* name) { return (name[1] - '1') * 8 + (name[0] - 'a'); }
-
-Square frame_square(const Position& pos, const char* name) {
-  return square_named(name) ^ ((pos.flags & FLAG_BLACK) ? 56 : 0);
+Position position_of(const char* fen) {
+  Position pos;
+  read_fen(pos, fen);
+  return pos;
 }
+
+Square square_named(const char* name) { return (name[1] - '1') * 8 + (name[0] - 'a'); }
 
 Move move_named(const Position& pos, const char* token) {
   Move m = parse_move_token(pos, token);
@@ -35,57 +32,28 @@ Move move_named(const Position& pos, const char* token) {
   return m;
 }
 
-uint64_t key_from_scratch(const Position& pos) {
-  const bool black_to_move = pos.flags & FLAG_BLACK;
-  uint64_t key = 0;
-  for (Square q = 0; q < 64; ++q) {
-    if (!(pos.bb[OCCUPIED] & bit(q))) continue;
-    int type = 0;
-    for (int t = 1; t <= 6; ++t)
-      if (pos.bb[t] & bit(q)) type = t;
-    const bool own = pos.bb[OWN] & bit(q);
-    const bool white = own != black_to_move;
-    const Square true_square = black_to_move ? q ^ 56 : q;
-    const Square colour_square = white ? true_square : true_square ^ 56;
-    key ^= ZOBRIST[(type + (white ? 0 : 8)) * 64 + colour_square];
-  }
-  const int white_rights = black_to_move ? pos.castling >> 8 : pos.castling & 0xFF;
-  const int black_rights = black_to_move ? pos.castling & 0xFF : pos.castling >> 8;
-  if ((white_rights & 15) != 8) key ^= ZOBRIST[1024];
-  if ((black_rights & 15) != 8) key ^= ZOBRIST[1025];
-  if ((white_rights >> 4) != 8) key ^= ZOBRIST[1026];
-  if ((black_rights >> 4) != 8) key ^= ZOBRIST[1027];
-  if ((pos.flags >> 4) != 8) key ^= ZOBRIST[1028 + (pos.flags >> 4)];
-  if (black_to_move) key ^= ZOBRIST[1036];
-  return key;
+std::string fen_of(const Position& pos, bool chess960) {
+  char text[FEN_BUFFER_SIZE];
+  position_to_fen(pos, text, chess960);
+  return text;
 }
 
-Bitboard slow_attackers(const Position& pos, Square s, Bitboard by) {
-  // Each piece type looks from s with its own move; the pawns of `by` are told apart by colour.
-  const Bitboard occ = pos.bb[OCCUPIED];
-  Bitboard result = 0;
-  const int file = file_of(s), rank = rank_of(s);
-  auto at = [&](int f, int r) -> Bitboard { return f >= 0 && f < 8 && r >= 0 && r < 8 ? bit(r * 8 + f) : 0; };
-  const int knight[8][2] = {{1, 2}, {2, 1}, {2, -1}, {1, -2}, {-1, -2}, {-2, -1}, {-2, 1}, {-1, 2}};
-  for (const auto& d : knight) result |= at(file + d[0], rank + d[1]) & pos.bb[KNIGHT];
-  for (int df = -1; df <= 1; ++df)
-    for (int dr = -1; dr <= 1; ++dr)
-      if (df || dr) result |= at(file + df, rank + dr) & pos.bb[KING];
-  // Own pawns (of the side to move) attack upwards, enemy pawns downwards.
-  const Bitboard own_pawns = pos.bb[PAWN] & pos.bb[OWN], enemy_pawns = pos.bb[PAWN] & ~pos.bb[OWN];
-  result |= (at(file - 1, rank - 1) | at(file + 1, rank - 1)) & own_pawns;
-  result |= (at(file - 1, rank + 1) | at(file + 1, rank + 1)) & enemy_pawns;
-  const int lines[8][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}, {1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
-  for (int i = 0; i < 8; ++i) {
-    const Bitboard sliders = pos.bb[QUEEN] | (i < 4 ? pos.bb[ROOK] : pos.bb[BISHOP]);
-    for (int f = file + lines[i][0], r = rank + lines[i][1]; at(f, r); f += lines[i][0], r += lines[i][1]) {
-      if (occ & at(f, r)) {
-        result |= at(f, r) & sliders;
-        break;
-      }
-    }
+uint64_t key_from_scratch(const Position& pos) {
+  const bool black_to_move = pos.flags & FLAG_BLACK;
+  uint64_t key = black_to_move ? ZOBRIST[1036] : 0;
+  for (Square q = 0; q < 64; ++q) {
+    // A piece's square counts in its own colour's frame: the true square for White, XOR 56 for Black.
+    const bool white = bool(pos.bb[OWN] & bit(q)) != black_to_move;
+    const Square colour_square = (black_to_move ? q ^ 56 : q) ^ (white ? 0 : 56);
+    if (piece_on(pos, q)) key ^= ZOBRIST[(piece_on(pos, q) + (white ? 0 : 8)) * 64 + colour_square];
   }
-  return result & by;
+  // Rights by colour: White's king side, Black's king side, White's queen side, Black's queen side.
+  const int rights[2] = {black_to_move ? pos.castling >> 8 : pos.castling & 0xFF,
+                         black_to_move ? pos.castling & 0xFF : pos.castling >> 8};
+  for (int i = 0; i < 4; ++i)
+    if (((rights[i & 1] >> (4 * (i >> 1))) & 15) != 8) key ^= ZOBRIST[1024 + i];
+  if ((pos.flags >> 4) != 8) key ^= ZOBRIST[1028 + (pos.flags >> 4)];
+  return key;
 }
 
 std::string record_difference(const Position& a, const Position& b) {
@@ -95,35 +63,57 @@ std::string record_difference(const Position& a, const Position& b) {
     if (a.bb[i] != b.bb[i]) out << "bb[" << i << "] " << a.bb[i] << " vs " << b.bb[i] << "; ";
   if (a.key != b.key) out << "key " << a.key << " vs " << b.key << "; ";
   if (a.castling != b.castling) out << "castling " << a.castling << " vs " << b.castling << "; ";
-  if ((a.flags & ~FLAG_REPETITION) != (b.flags & ~FLAG_REPETITION))
-    out << "flags " << int(a.flags) << " vs " << int(b.flags) << "; ";
+  if ((a.flags ^ b.flags) & ~FLAG_REPETITION) out << "flags " << int(a.flags) << " vs " << int(b.flags) << "; ";
   if (a.rule50 != b.rule50) out << std::dec << "rule50 " << int(a.rule50) << " vs " << int(b.rule50) << "; ";
   return out.str();
 }
 
+// Features of a position in its own frame: planes 0..4 for own pieces, 5..9 for the
+// opponent's (kings have none), and the codes of the rights still held.
+static std::set<uint32_t> features_of(const Position& p) {
+  std::set<uint32_t> s;
+  for (int type = PAWN; type < KING; ++type)
+    for (Bitboard b = p.bb[type]; b; b &= b - 1)
+      s.insert(uint32_t(((p.bb[OWN] & lowest_bit(b)) ? type - 1 : type + 4) * 64 + lsb(b)));
+  const uint32_t codes[4] = {RIGHT_LOST_OWN_KING_SIDE, RIGHT_LOST_OWN_QUEEN_SIDE, RIGHT_LOST_ENEMY_KING_SIDE,
+                             RIGHT_LOST_ENEMY_QUEEN_SIDE};
+  for (int i = 0; i < 4; ++i)
+    if (((p.castling >> (4 * i)) & 15) != NO_RIGHT) s.insert(codes[i]);
+  return s;
+}
+
+std::string delta_fault(const Position& before, const Position& after, Move m, const FeatureDelta& d) {
+  if (d.king_moved != (move_piece(m) == KING && move_from(m) != move_to(m))) return "king_moved";
+  if (d.added_count < 0 || d.added_count > 8 || d.removed_count < 0 || d.removed_count > 8) return "counts";
+  std::set<uint32_t> s = features_of(before);
+  for (int i = 0; i < d.removed_count; ++i)
+    if (!s.erase(d.removed[i])) return "removed entry not present: " + std::to_string(d.removed[i]);
+  for (int i = 0; i < d.added_count; ++i)
+    if (!s.insert(d.added[i]).second) return "added entry already present: " + std::to_string(d.added[i]);
+  Position mover_view = after;
+  flip_position(mover_view);
+  return s == features_of(mover_view) ? "" : "features differ from those of the new position";
+}
+
 std::string mirrored_fen(const std::string& fen) {
   std::istringstream in(fen);
-  std::string board, side, castling, ep, rest;
+  std::string board, side, castling, ep, rest, out, rank;
   in >> board >> side >> castling >> ep;
   std::getline(in, rest);
-  std::vector<std::string> ranks;
-  std::string rank;
+  auto swap_case = [](char c) { return char(std::isupper(c) ? std::tolower(c) : std::toupper(c)); };
   for (char c : board + "/") {
-    if (c == '/') {
-      ranks.push_back(rank);
-      rank.clear();
+    if (c != '/') {
+      rank += swap_case(c);
     } else {
-      rank += char(std::isupper(c) ? std::tolower(c) : std::toupper(c));
+      out = out.empty() ? rank : rank + "/" + out;
+      rank.clear();
     }
   }
-  std::string out;
-  for (auto it = ranks.rbegin(); it != ranks.rend(); ++it) out += (out.empty() ? "" : "/") + *it;
-  std::string rights;
-  for (char c : castling) rights += c == '-' ? c : char(std::isupper(c) ? std::tolower(c) : std::toupper(c));
+  std::transform(castling.begin(), castling.end(), castling.begin(), swap_case);
   // Keep the white letters first, as a FEN writes them.
-  std::stable_partition(rights.begin(), rights.end(), [](char c) { return std::isupper(c); });
+  std::stable_partition(castling.begin(), castling.end(), [](char c) { return std::isupper(c); });
   if (ep != "-") ep[1] = char('1' + '8' - ep[1]);
-  return out + " " + (side == "w" ? "b" : "w") + " " + rights + " " + ep + rest;
+  return out + " " + (side == "w" ? "b" : "w") + " " + castling + " " + ep + rest;
 }
 
 std::string mirrored_move(const std::string& token) {
@@ -132,7 +122,6 @@ std::string mirrored_move(const std::string& token) {
   m[3] = char('1' + '8' - m[3]);
   return m;
 }
-
 
 Chess960Option::Chess960Option(bool on) : saved(engine_options.UCI_Chess960) { engine_options.UCI_Chess960 = on; }
 Chess960Option::~Chess960Option() { engine_options.UCI_Chess960 = saved; }

@@ -1,6 +1,6 @@
 #pragma once
-// Small tools shared by the board tests: threads set to a FEN, squares and moves
-// by name, a key and attack tests computed the slow way, mirrored positions.
+// Small tools shared by the board tests: threads and records set to a FEN, squares and moves
+// by name, a key computed from the board alone, record comparison, colour-swapped positions.
 #include <memory>
 #include <string>
 
@@ -10,29 +10,27 @@
 
 // A heap thread (the record is large) with its stack set to fen and the moves played.
 std::unique_ptr<ThreadData> thread_at(const char* fen, const char* moves = nullptr);
+Position position_of(const char* fen);
 
 // True square of a name such as "e4".
 Square square_named(const char* name);
-// The same square in the frame of the side to move of pos.
-Square frame_square(const Position& pos, const char* name);
-
 // The move that a coordinate token names in pos, with its gives-check bit set.
 Move move_named(const Position& pos, const char* token);
+// FEN of the true board; castling by rook files when chess960 is set.
+std::string fen_of(const Position& pos, bool chess960 = true);
 
 // The key of pos computed from the board alone, straight from the layout of the key table.
 uint64_t key_from_scratch(const Position& pos);
-
-// Pieces of the set `by` that attack square s, found by walking rays square by square.
-Bitboard slow_attackers(const Position& pos, Square s, Bitboard by);
-
 // Empty when the two records agree in every field (the repetition bit aside), else what differs.
 std::string record_difference(const Position& a, const Position& b);
+// Empty when the feature changes of the move lead from the features of before to those of
+// after (both in the mover's frame), else what went wrong.
+std::string delta_fault(const Position& before, const Position& after, Move m, const FeatureDelta& d);
 
 // Colour-swapped copy of a FEN: ranks mirrored, case swapped, other side to move.
 std::string mirrored_fen(const std::string& fen);
 // The same move for the colour-swapped position: ranks mirrored.
 std::string mirrored_move(const std::string& token);
-
 
 // Switches the Chess960 option for one scope and puts the old value back.
 struct Chess960Option {

@@ -1,5 +1,6 @@
 #include "helpers/reference_moves.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace {
@@ -19,12 +20,11 @@ Board board_of(const Position& pos) {
   return b;
 }
 
-int sign(int x) { return (x > 0) - (x < 0); }
-
-// Squares strictly between a and b are empty; a and b lie on one line.
+// Squares strictly between a and c are empty; a and c lie on one line.
 bool path_clear(const Board& b, Square a, Square c) {
-  const int df = sign(file_of(c) - file_of(a)), dr = sign(rank_of(c) - rank_of(a));
-  for (Square s = a + df + 8 * dr; s != c; s += df + 8 * dr)
+  auto sign = [](int x) { return (x > 0) - (x < 0); };
+  const int step = sign(file_of(c) - file_of(a)) + 8 * sign(rank_of(c) - rank_of(a));
+  for (Square s = a + step; s != c; s += step)
     if (b.type[s]) return false;
   return true;
 }
@@ -36,7 +36,7 @@ bool attacks(const Board& b, Square from, Square to) {
   if (from == to) return false;
   switch (b.type[from]) {
     case PAWN: return adf == 1 && dr == (b.own[from] ? 1 : -1);
-    case KNIGHT: return (adf == 1 && adr == 2) || (adf == 2 && adr == 1);
+    case KNIGHT: return adf * adr == 2;
     case BISHOP: return adf == adr && path_clear(b, from, to);
     case ROOK: return (df == 0 || dr == 0) && path_clear(b, from, to);
     case QUEEN: return (adf == adr || df == 0 || dr == 0) && path_clear(b, from, to);
@@ -51,24 +51,21 @@ bool attacked(const Board& b, Square s, bool by_own) {
   return false;
 }
 
-Square king_of(const Board& b, bool own) {
+bool king_attacked(const Board& b, bool own_king) {
   for (Square s = 0; s < 64; ++s)
-    if (b.type[s] == KING && b.own[s] == own) return s;
-  return -1;
+    if (b.type[s] == KING && b.own[s] == own_king) return attacked(b, s, !own_king);
+  return false;
 }
 
 // The board after the move; the rook of a castling comes from the right's file.
-Board play(const Position& pos, const Board& before, Move m) {
-  Board b = before;
+Board play(const Position& pos, Board b, Move m) {
   const Square from = move_from(m), to = move_to(m);
   if (m & MOVE_CASTLING) {
     const bool king_side = to == 6;
-    const Square rook = king_side ? own_king_side_rook(pos) : own_queen_side_rook(pos);
-    b.type[from] = b.type[rook] = 0;
+    b.type[from] = b.type[king_side ? own_king_side_rook(pos) : own_queen_side_rook(pos)] = 0;
     b.type[to] = KING;
-    b.own[to] = true;
     b.type[king_side ? 5 : 3] = ROOK;
-    b.own[king_side ? 5 : 3] = true;
+    b.own[to] = b.own[king_side ? 5 : 3] = true;
     return b;
   }
   if (m & MOVE_EN_PASSANT) b.type[to - 8] = 0;
@@ -78,95 +75,67 @@ Board play(const Position& pos, const Board& before, Move m) {
   return b;
 }
 
-bool leaves_king_safe(const Position& pos, const Board& b, Move m) {
-  const Board after = play(pos, b, m);
-  return !attacked(after, king_of(after, true), false);
-}
-
-// Whether a piece of this kind could go from -> to on this board, captures included.
-bool reaches(const Board& b, Square from, Square to) {
-  if (b.type[to] && b.own[to]) return false;
-  return attacks(b, from, to);
-}
-
+// Castling by the rules: both squares of arrival free of other pieces, every square the king
+// or the rook crosses too, and no square of the king's way attacked (with both pieces lifted).
 void add_castlings(const Position& pos, const Board& b, std::vector<Move>& moves) {
-  const Square king = king_of(b, true);
+  Square king = 0;
+  while (!(b.type[king] == KING && b.own[king])) ++king;
   if (attacked(b, king, false)) return;
   for (const bool king_side : {false, true}) {
     const int rook = king_side ? own_king_side_rook(pos) : own_queen_side_rook(pos);
     if (rook == NO_RIGHT || b.type[rook] != ROOK || !b.own[rook]) continue;
     const Square king_to = king_side ? 6 : 2, rook_to = king_side ? 5 : 3;
-    // Every square the king or the rook crosses or lands on is empty but for the two of them.
-    bool ok = true;
-    const auto span_empty = [&](Square a, Square c) {
-      for (Square s = std::min(a, c); s <= std::max(a, c); ++s)
-        if (b.type[s] && s != king && s != rook) ok = false;
-    };
-    span_empty(king, king_to);
-    span_empty(rook, rook_to);
-    // No square of the king's way may be attacked, judged with both pieces lifted.
     Board lifted = b;
     lifted.type[king] = lifted.type[rook] = 0;
+    auto span_empty = [&](Square a, Square c) {
+      for (Square s = std::min(a, c); s <= std::max(a, c); ++s)
+        if (lifted.type[s]) return false;
+      return true;
+    };
+    bool ok = span_empty(king, king_to) && span_empty(rook, rook_to);
     for (Square s = std::min(king, king_to); ok && s <= std::max(king, king_to); ++s)
       if (attacked(lifted, s, false)) ok = false;
     const Move m = make_move_word(KING, king, king_to) | MOVE_CASTLING;
-    if (ok && leaves_king_safe(pos, b, m)) moves.push_back(m);
+    if (ok && !king_attacked(play(pos, b, m), true)) moves.push_back(m);
   }
 }
 
 }  // namespace
 
-bool reference_gives_check(const Position& pos, Move m) {
-  const Board after = play(pos, board_of(pos), m);
-  return attacked(after, king_of(after, false), true);
-}
-
-bool reference_in_check(const Position& pos) {
-  const Board b = board_of(pos);
-  return attacked(b, king_of(b, true), false);
-}
+bool reference_in_check(const Position& pos) { return king_attacked(board_of(pos), true); }
 
 std::vector<Move> reference_legal_moves(const Position& pos) {
   const Board b = board_of(pos);
-  std::vector<Move> candidates;
-  const int ep = ep_file(pos);
+  std::vector<Move> moves;
   for (Square from = 0; from < 64; ++from) {
     if (!b.type[from] || !b.own[from]) continue;
-    const int piece = b.type[from];
     for (Square to = 0; to < 64; ++to) {
-      Move m = make_move_word(piece, from, to);
-      if (piece == PAWN) {
-        const bool forward = file_of(to) == file_of(from);
-        const bool empty_to = !b.type[to];
-        if (forward) {
-          const bool single = to == from + 8 && empty_to;
-          const bool twice = to == from + 16 && rank_of(from) == 1 && empty_to && !b.type[from + 8];
-          if (!single && !twice) continue;
-        } else if (!reaches(b, from, to)) {
-          continue;
-        } else if (empty_to) {
-          if (ep == 8 || to != ep + 40) continue;
-          m |= Move(PAWN) << 15 | MOVE_CAPTURE | MOVE_EN_PASSANT;
-        } else {
-          m |= Move(b.type[to]) << 15 | MOVE_CAPTURE;
-        }
-        if (rank_of(to) == 7) {
-          for (int promotion = KNIGHT; promotion <= QUEEN; ++promotion)
-            candidates.push_back(m | Move(promotion) << 18 | MOVE_PROMOTION);
-          continue;
-        }
-      } else {
-        if (!reaches(b, from, to)) continue;
-        if (b.type[to]) m |= Move(b.type[to]) << 15 | MOVE_CAPTURE;
+      if (b.type[to] && b.own[to]) continue;
+      Move m = make_move_word(b.type[from], from, to);
+      if (b.type[from] != PAWN) {
+        if (!attacks(b, from, to)) continue;
+      } else if (file_of(to) == file_of(from)) {
+        const bool single = to == from + 8 && !b.type[to];
+        if (!single && !(to == from + 16 && rank_of(from) == 1 && !b.type[to] && !b.type[from + 8])) continue;
+      } else if (!attacks(b, from, to)) {
+        continue;
+      } else if (!b.type[to]) {
+        if (ep_file(pos) == 8 || to != ep_file(pos) + 40) continue;
+        m |= MOVE_EN_PASSANT | Move(PAWN) << 15 | MOVE_CAPTURE;
       }
-      candidates.push_back(m);
+      if (b.type[to]) m |= Move(b.type[to]) << 15 | MOVE_CAPTURE;
+      auto add = [&](Move move) {
+        if (!king_attacked(play(pos, b, move), true)) moves.push_back(move);
+      };
+      if (b.type[from] == PAWN && rank_of(to) == 7) {
+        for (int promotion = KNIGHT; promotion <= QUEEN; ++promotion) add(m | Move(promotion) << 18 | MOVE_PROMOTION);
+      } else {
+        add(m);
+      }
     }
   }
-  std::vector<Move> moves;
-  for (const Move m : candidates)
-    if (leaves_king_safe(pos, b, m)) moves.push_back(m);
   add_castlings(pos, b, moves);
   for (Move& m : moves)
-    if (reference_gives_check(pos, m)) m |= MOVE_GIVES_CHECK;
+    if (king_attacked(play(pos, b, m), false)) m |= MOVE_GIVES_CHECK;
   return moves;
 }

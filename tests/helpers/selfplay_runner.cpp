@@ -3,17 +3,25 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
 
-ToolRun run_selfplay(const std::string& arguments) {
+ToolRun run_selfplay(const std::string& arguments, bool echo) {
   ToolRun run;
   const std::string command = std::string(TESMAR_TOOLS_DIR) + "/selfplay " + arguments + " 2>&1";
   FILE* pipe = popen(command.c_str(), "r");
   if (!pipe) return run;
   char chunk[4096];
-  for (size_t n; (n = fread(chunk, 1, sizeof chunk, pipe)) > 0;) run.output.append(chunk, n);
+  // Plain reads, not fread, so that each line is passed on as soon as it is written.
+  for (ssize_t n; (n = read(fileno(pipe), chunk, sizeof chunk)) > 0;) {
+    run.output.append(chunk, size_t(n));
+    if (echo) {
+      fwrite(chunk, 1, size_t(n), stdout);
+      fflush(stdout);
+    }
+  }
   const int status = pclose(pipe);
   if (status != -1 && WIFEXITED(status)) run.status = WEXITSTATUS(status);
   return run;

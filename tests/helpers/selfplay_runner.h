@@ -8,8 +8,9 @@ struct ToolRun {
   std::string output;  // standard output and error together
 };
 
-// selfplay with the arguments (a shell word list) appended.
-ToolRun run_selfplay(const std::string& arguments);
+// selfplay with the arguments (a shell word list) appended; with echo, its output is also
+// passed on as it comes, so that a long match shows its progress.
+ToolRun run_selfplay(const std::string& arguments, bool echo = false);
 
 // Pieces of a scripted engine written in POSIX shell. Each handler is a shell command
 // list; $moves holds the scripted moves and $n the number of moves of the last position

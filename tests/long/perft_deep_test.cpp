@@ -6,7 +6,7 @@
 
 #include "board/perft.h"
 #include "board/perft_suite.h"
-#include "helpers/chess960_mode.h"
+#include "helpers/board_fixtures.h"
 #include "search/thread_data.h"
 
 namespace {
@@ -16,7 +16,7 @@ void check_full_suite(const char* name, bool chess960) {
   if (!std::filesystem::exists(path)) GTEST_SKIP() << "no perft suite at " << path;
   std::vector<PerftSuiteLine> lines;
   ASSERT_TRUE(read_perft_suite(path.c_str(), lines));
-  Chess960Mode mode(chess960);
+  Chess960Option option(chess960);
   auto thread = std::make_unique<ThreadData>();
   for (const PerftSuiteLine& line : lines) {
     for (const PerftExpectation& e : line.expected) {

@@ -21,12 +21,10 @@ bool readable(const std::string& path) { return std::ifstream(path).good(); }
 void play_match(const std::string& arguments) {
   const std::string common = " --time 0.5 --inc 0.02 --max-failures 1";
   std::printf("selfplay %s%s\n", arguments.c_str(), common.c_str());
-  const ToolRun run = run_selfplay(arguments + common);
+  // The output goes by as it comes (ctest -V shows it); a failure repeats it whole.
+  const ToolRun run = run_selfplay(arguments + common, true);
   EXPECT_EQ(run.status, 0) << run.output;
   EXPECT_NE(run.output.find("failures: 0"), std::string::npos) << run.output;
-  // The summary is worth seeing even when all went well.
-  const size_t summary = run.output.find("selfplay summary");
-  if (summary != std::string::npos) std::printf("%s", run.output.substr(summary).c_str());
 }
 
 // The 8-move openings when the shared data is there, else random plies from the start.
