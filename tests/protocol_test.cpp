@@ -9,7 +9,6 @@
 
 #include "board/position.h"
 #include "helpers/engine_process.h"
-#include "protocol/command_line.h"
 #include "protocol/commands.h"
 #include "protocol/engine_options.h"
 #include "protocol/memory_block.h"
@@ -17,8 +16,6 @@
 #include "search/thread_data.h"
 
 namespace {
-
-using Lines = std::vector<std::string>;
 
 Lines uci_reply(const std::string& book_file) {
   return {"id name Tesmar 3.1",
@@ -41,84 +38,29 @@ Lines uci_reply(const std::string& book_file) {
           "uciok"};
 }
 
-// The bestmove of a depth-1 search after one position command on a fresh engine.
-std::string bestmove_after(const std::string& position_line) {
-  EngineProcess engine;
-  engine.send("setoption name Hash value 1\n" + position_line + "\ngo depth 1\n");
-  Lines lines = engine.read_until("bestmove");
-  engine.send("quit\n");
-  return lines.empty() ? "" : lines.back();
+int count_prefix(const Lines& lines, const std::string& prefix) {
+  return int(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; }));
 }
 
-// The lines of one go without the search's info lines.
-Lines without_search_info(Lines lines) {
-  std::erase_if(lines, [](const std::string& line) { return line.rfind("info multipv ", 0) == 0; });
-  return lines;
-}
-
-TEST(UciProcess, UciReplyIsExactAndShowsTheCurrentBookFile) {
+TEST(UciProcess, UciReplyIsExactAndQuitEndsTheEngine) {
   EngineProcess engine;
   engine.send("uci\n");
   EXPECT_EQ(engine.read_until("uciok"), uci_reply("tesmarbook.bin"));
-  engine.send("setoption name BookFile value my books/a b.bin\nsetoption name Hash value 64\nuci\n");
+  // The defaults stay as they are; only the book file shows its new value.
+  engine.send("setoption name Hash value 1\nposition startpos\nsetoption name BookFile value my books/a b.bin\n"
+              "setoption name Hash value 64\nuci\n");
   EXPECT_EQ(engine.read_until("uciok"), uci_reply("my books/a b.bin"));
-  engine.send("quit\n");
+  engine.send("quitting now\nisready\n");  // input stays open: quit alone ends the process
+  EXPECT_TRUE(engine.read_all().empty());
   EXPECT_EQ(engine.wait_exit(), 0);
 }
 
-TEST(UciProcess, LinesMatchByTheirFirstBytesOnly) {
+TEST(UciProcess, LinesMatchByTheirFirstBytesAndJunkNeverHurts) {
   EngineProcess engine;
-  engine.send(" isready\nISREADY\nuci \nuci\r\ndebug on\n\nregister later\nisreadyXYZ\nstopnow\nponderhitX\nuci");
-  engine.close_input();
-  EXPECT_EQ(engine.read_all(), Lines{"readyok"});
-  EXPECT_EQ(engine.wait_exit(), 0);
-}
-
-TEST(UciProcess, QuitAndEndOfInputExitWithZero) {
-  EngineProcess quitting;
-  quitting.send("quitting now\nisready\n");  // input stays open: quit alone ends the process
-  EXPECT_TRUE(quitting.read_all().empty());
-  EXPECT_EQ(quitting.wait_exit(), 0);
-
-  EngineProcess ended;
-  ended.send("setoption name Hash value 1\nposition startpos\nisready\n");
-  ended.close_input();
-  EXPECT_EQ(ended.read_all(), Lines{"readyok"});
-  EXPECT_EQ(ended.wait_exit(), 0);
-}
-
-TEST(UciProcess, RefusedPositionPrintsOneInfoLineAndKeepsThePreviousOne) {
-  const char* kings_only = "position fen 7k/8/8/8/8/8/8/K7 w - - 0 1";
-  const std::string kept = bestmove_after(kings_only), start = bestmove_after("position startpos");
-  ASSERT_NE(kept, start);
-  EngineProcess engine;
-  engine.send("setoption name Hash value 1\n" + std::string(kings_only) + "\n");
-  const std::string refused[] = {"position fen 8/8/8/8/8/8/8/K7 w - -", "position fen",
-                                 "position fen 7k/8 w - - 0 " + std::string(130, '1'),
-                                 "position startpos moves e2e4 e7e5 e1e3", "position startpos moves e2e4 \x01\xff",
-                                 "position startpos moves e7e5"};
-  for (const std::string& line : refused) {
-    engine.send(line + "\ngo depth 1\n");
-    const Lines lines = without_search_info(engine.read_until("bestmove"));
-    ASSERT_EQ(lines.size(), 2u) << line;
-    EXPECT_EQ(lines[0].rfind("info string ", 0), 0u) << line;
-    EXPECT_EQ(lines[1], kept) << line;
-  }
-  EXPECT_EQ(bestmove_after("position fen 8/8/8/8 w - -"), start);  // nothing earlier to keep
-}
-
-TEST(UciProcess, GoAnswersAfterUcinewgameAndInMatedPositions) {
-  EngineProcess engine;
-  engine.send("setoption name Hash value 1\nposition fen 7k/8/8/8/8/8/8/K7 w - -\nucinewgame\ngo depth 1\n");
-  EXPECT_EQ(without_search_info(engine.read_until("bestmove")), Lines{bestmove_after("position startpos")});
-  engine.send("position startpos moves f2f3 e7e5 g2g4 d8h4\ngo\n");
-  EXPECT_EQ(engine.read_until("bestmove"), Lines{"bestmove 0000"});
-}
-
-TEST(UciProcess, JunkAndOverlongLinesNeverHurt) {
-  EngineProcess engine;
+  // Of these only "isreadyXYZ" answers; "uci" needs its newline, and the last line has none.
+  std::string input = " isready\nISREADY\nuci \nuci\r\ndebug on\n\nregister later\nisreadyXYZ\nstopnow\nponderhitX\n";
   // 8191 bytes fill the buffer, so "isready" arrives as a line of its own.
-  std::string input = "setoption name Hash value 1\n" + std::string(8191, 'a') + "isready\n";
+  input += "setoption name Hash value 1\n" + std::string(8191, 'a') + "isready\n";
   // The go lines carry a depth so that each search ends by itself.
   const char* starts[] = {"position fen ", "position startpos moves ", "setoption name ", "go depth 1 ", "position "};
   const char* fen = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1 moves e1g1";
@@ -135,46 +77,52 @@ TEST(UciProcess, JunkAndOverlongLinesNeverHurt) {
     std::replace(line.begin(), line.end(), '\n', ' ');
     input += line + "\n";
   }
-  engine.send(input + "isready\n");
+  engine.send(input + "isready\nuci");
   engine.close_input();
-  int ready = 0;
-  for (const std::string& line : engine.read_all()) {
-    ready += line == "readyok";
-    EXPECT_TRUE(line == "readyok" || line.rfind("bestmove ", 0) == 0 || line.rfind("info string ", 0) == 0 ||
-                line.rfind("info multipv ", 0) == 0)
-        << line;
-  }
-  EXPECT_EQ(ready, 2);
-  EXPECT_EQ(engine.wait_exit(), 0);
+  const Lines lines = engine.read_all();
+  EXPECT_EQ(count_prefix(lines, "readyok"), 3);
+  EXPECT_EQ(count_prefix(lines, "readyok") + count_prefix(lines, "bestmove ") + count_prefix(lines, "info string ") +
+                count_prefix(lines, "info multipv "),
+            int(lines.size()));
+  EXPECT_EQ(engine.wait_exit(1000), 0);  // the end of input ends the engine
 }
 
-TEST(UciProcess, MemoryAllocationErrorEndsWithStatusOne) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "the address and thread sanitizers need more address space than the limit leaves";
-#endif
-  EngineProcess engine({}, uint64_t(1) << 30);  // 512 thread blocks need more than this
-  engine.send("setoption name Threads value 512\nucinewgame\nisready\n");
-  EXPECT_EQ(engine.read_all(), Lines{"Memory allocation error"});
-  EXPECT_EQ(engine.wait_exit(), 1);
-}
-
-TEST(UciProcess, LargePagesStillGiveAWorkingEngine) {
+TEST(UciProcess, RefusedPositionPrintsOneInfoLineAndKeepsThePreviousOne) {
   EngineProcess engine;
-  engine.send(
-      "setoption name LargePages value true\nsetoption name Hash value 4\nucinewgame\nposition startpos\ngo depth 1\n");
-  Lines lines = without_search_info(engine.read_until("bestmove"));
-  if (!lines.empty() && lines[0] == "Allocated large pages") lines.erase(lines.begin());
-  EXPECT_EQ(lines, Lines{bestmove_after("position startpos")});
+  // With nothing earlier to keep, the start position stands; a block of large pages,
+  // granted or refused, searches it the same way.
+  SearchOutput s = engine.go("setoption name Hash value 4\nposition fen 8/8/8/8 w - -\ngo depth 1\n");
+  EXPECT_EQ(count_prefix(s.info, "info string "), 1);
+  const SearchOutput large =
+      engine.go("setoption name LargePages value true\nucinewgame\nposition startpos\ngo depth 1\n");
+  EXPECT_EQ(large.bestmove, s.bestmove);
+  EXPECT_EQ(count_prefix(large.info, "info multipv ") + count_prefix(large.info, "Allocated large pages"),
+            int(large.info.size()));
+  const std::string kept = engine.go("position fen 7k/8/8/8/8/8/8/K7 w - - 0 1\ngo depth 1\n").bestmove;
+  ASSERT_EQ(kept.substr(0, 2), "a1");
+  for (const std::string& line : {std::string("position fen 8/8/8/8/8/8/8/K7 w - -"), std::string("position fen"),
+                                  "position fen 7k/8 w - - 0 " + std::string(130, '1'),
+                                  std::string("position startpos moves e2e4 e7e5 e1e3"),
+                                  std::string("position startpos moves e2e4 \x01\xff"),
+                                  std::string("position startpos moves e7e5")}) {
+    s = engine.go(line + "\ngo depth 1\n");
+    EXPECT_EQ(count_prefix(s.info, "info string "), 1) << line;
+    EXPECT_EQ(s.bestmove, kept) << line;
+  }
   engine.send("ucinewgame\nquit\n");
   EXPECT_EQ(engine.wait_exit(), 0);
 }
 
-TEST(CommandLine, OneArgumentBeginningWithPgoSelectsTheRun) {
-  const char* argv[] = {"tesmar", "pgo-run", "pgo"};
-  const char* other[] = {"tesmar", "xpgo"};
-  EXPECT_TRUE(pgo_run_requested(2, argv));
-  EXPECT_FALSE(pgo_run_requested(3, argv));
-  EXPECT_FALSE(pgo_run_requested(2, other));
+TEST(UciProcess, ShortMemoryShrinksTheTableAndNoRoomForTheThreadsEndsWithStatusOne) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the address and thread sanitizers need more address space than the limit leaves";
+#endif
+  EngineProcess engine({}, uint64_t(3) << 27);
+  engine.send("setoption name Hash value 4096\nucinewgame\nisready\n");
+  EXPECT_EQ(engine.read_line(), "readyok");
+  engine.send("setoption name Threads value 512\nucinewgame\nisready\n");  // 512 thread blocks need more
+  EXPECT_EQ(engine.read_all(), Lines{"Memory allocation error"});
+  EXPECT_EQ(engine.wait_exit(), 1);
 }
 
 // The handlers in this process, on a 1 MB block that each test gives back.
@@ -197,51 +145,32 @@ class Commands : public testing::Test {
     dispatch_command(buffer);
   }
   static ThreadData& thread0() { return search_limits.thread_blocks[0]; }
-  static int history_length() { return int(thread0().current_position - thread0().position_stack); }
-  // Thread 0's stack agrees, field by field, with the saved game.
-  static bool stack_equals(const std::vector<Position>& game) {
-    if (size_t(history_length() + 1) != game.size()) return false;
-    for (size_t i = 0; i < game.size(); ++i) {
-      const Position &a = game[i], &b = thread0().position_stack[i];
-      if (std::memcmp(a.bb, b.bb, sizeof a.bb) || a.key != b.key || a.castling != b.castling || a.flags != b.flags ||
-          a.rule50 != b.rule50)
-        return false;
-    }
-    return true;
+  // Thread 0's stack holds the game: the same keys, which cover the board, flags and rule50 counts.
+  static bool game_is(const std::vector<Position>& game) {
+    return thread0().current_position + 1 - thread0().position_stack == long(game.size()) &&
+           std::equal(game.begin(), game.end(), thread0().position_stack, [](const Position& a, const Position& b) {
+             return a.key == b.key && a.rule50 == b.rule50 && a.flags == b.flags;
+           });
   }
 };
 
-TEST_F(Commands, IntegerValuesReadLikeAtoi) {
-  const std::pair<const char*, int32_t> cases[] = {
-      {"setoption name MultiPV value 3\n", 3},      {"setoption name MultiPV value   -12\n", -12},
-      {"setoption name MultiPV value +34\n", 34},   {"setoption name MultiPV value 7x9\n", 7},
-      {"setoption name MultiPV value abc\n", 0},    {"setoption name MultiPV value\n", 0},
-      {"setoption name MultiPV value 5\r\n", 5},    {"setoption name MultiPV value 99999999999\n", INT32_MAX},
-      {"setoption name MultiPV value -99999999999\n", INT32_MIN},
-  };
-  for (const auto& [line, value] : cases) {
+TEST_F(Commands, OptionValuesAreStoredAsTheyCome) {
+  // Integers read like atoi and clamp to 32 bits.
+  const std::pair<const char*, int32_t> numbers[] = {
+      {" 3", 3}, {"   -12", -12}, {" +34", 34}, {" 7x9", 7}, {" abc", 0}, {"", 0}, {" 5\r", 5},
+      {" 99999999999", INT32_MAX}, {" -99999999999", INT32_MIN}};
+  for (const auto& [value, expected] : numbers) {
     engine_options.MultiPV = 77;
-    run(line);
-    EXPECT_EQ(engine_options.MultiPV, value) << line;
+    run(std::string("setoption name MultiPV value") + value + "\n");
+    EXPECT_EQ(engine_options.MultiPV, expected) << value;
   }
-  run("setoption name Hash value 0\n");
-  EXPECT_EQ(engine_options.Hash, 0);  // stored as given; the allocation counts it as 1
-}
-
-TEST_F(Commands, BooleansAreTrueOnlyForTheExactWord) {
-  run("setoption name UCI_Chess960 value true\n");
-  EXPECT_TRUE(engine_options.UCI_Chess960);
-  for (const char* line : {"setoption name UCI_Chess960 value True\n", "setoption name UCI_Chess960 value true \n",
-                           "setoption name UCI_Chess960 value 1\n"}) {
-    engine_options.UCI_Chess960 = true;
-    run(line);
-    EXPECT_FALSE(engine_options.UCI_Chess960) << line;
+  // A boolean is true only for the exact word.
+  for (const auto& [value, expected] : {std::pair{"true", true}, {"True", false}, {"true ", false}, {"1", false}}) {
+    engine_options.UCI_Chess960 = !expected;
+    run(std::string("setoption name UCI_Chess960 value ") + value + "\n");
+    EXPECT_EQ(engine_options.UCI_Chess960, expected) << value;
   }
-  run("setoption name Syzygy50MoveRule value false\n");
-  EXPECT_FALSE(engine_options.Syzygy50MoveRule);
-}
-
-TEST_F(Commands, TextValuesAreStoredWholeAndBadLinesChangeNothing) {
+  // Text is kept whole, blanks included, up to the room there is.
   run("setoption name BookFile value my  book.bin \n");
   EXPECT_STREQ(engine_options.BookFile, "my  book.bin ");
   run("setoption name SyzygyPath value /tb/a b;/tb/c\n");
@@ -250,80 +179,54 @@ TEST_F(Commands, TextValuesAreStoredWholeAndBadLinesChangeNothing) {
   EXPECT_EQ(std::strlen(engine_options.BookFile), 511u);
   run("setoption name BookFile value\n");
   EXPECT_STREQ(engine_options.BookFile, "");
-
-  run("setoption name Hash\n");
-  run("setoption name hash value 8\n");
-  run("setoption name  \n");
-  run("setoption name Nothing value 8\n");
-  run("setoption  name Hash value 8\n");
+  // Lines that don't name an option change nothing; the value token's own text plays no part.
+  for (const char* line : {"setoption name Hash\n", "setoption name hash value 8\n", "setoption name  \n",
+                           "setoption name Nothing value 8\n", "setoption  name Hash value 8\n"})
+    run(line);
   EXPECT_EQ(engine_options.Hash, 1);
-  run("setoption name Hash VALUE 8\n");  // the token's text plays no part
+  run("setoption name Hash VALUE 8\n");
   EXPECT_EQ(engine_options.Hash, 8);
 }
 
-TEST_F(Commands, MemoryOptionsWaitForTheNextUcinewgame) {
-  run("position startpos\n");
-  ASSERT_NE(search_limits.hash_table, nullptr);
-  EXPECT_EQ(search_limits.hash_mask, 65535u);
+TEST_F(Commands, PositionsRefusalsAndMemoryOptionsThatWaitForUcinewgame) {
+  engine_options.UCI_Chess960 = true;  // e1a1 castles
+  run("position startpos\n");         // makes a 1 MB block for one thread
   run("setoption name Hash value 2\n");
   run("setoption name Threads value 2\n");
-  run("position startpos moves e2e4\n");
+  // A position command plays its moves as set_position does, in the block there is.
+  const char* kiwipete = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1";
+  char list[] = "a2a4 b4a3 e1a1 e8h8";
+  const int full_moves = set_position(thread0(), kiwipete, list);
+  const std::vector<Position> played(thread0().position_stack, thread0().current_position + 1);
+  run(std::string("position fen ") + kiwipete + " moves a2a4 b4a3 e1a1 e8h8\n");
+  EXPECT_TRUE(game_is(played));
+  EXPECT_EQ(front_end.moves_played, full_moves);
   EXPECT_EQ(search_limits.hash_mask, 65535u);
   EXPECT_EQ(search_limits.thread_count, 1);
-  testing::internal::CaptureStdout();
-  run("uci\n");
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("default 256 min 1"), std::string::npos);
-  run("ucinewgame\n");
-  EXPECT_EQ(search_limits.hash_mask, 131071u);
-  EXPECT_EQ(search_limits.thread_count, 2);
-  EXPECT_FALSE(front_end.position_set);
-}
-
-TEST_F(Commands, ValidPositionsGiveTheRecordsOfSetPosition) {
-  engine_options.UCI_Chess960 = true;
-  const char* cases[][2] = {
-      {"position startpos moves e2e4 c7c5 g1f3 d7d6 f1b5 c8d7 e1h1\n", START_FEN},
-      {"position fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1 moves a2a4 b4a3 e1a1 e8h8\n",
-       "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1"},
-      {"position fen 4k3/1P6/8/8/8/8/8/4K3 w - - 5 40\n", "4k3/1P6/8/8/8/8/8/4K3 w - - 5 40\n"},
-  };
-  for (const auto& c : cases) {
-    run(c[0]);
-    const char* moves = std::strstr(c[0], "moves");
-    std::vector<Position> got(thread0().position_stack, thread0().current_position + 1);
-    const Move last = search_limits.game_last_move, second_last = search_limits.game_second_last_move;
-    char list[256] = "";
-    if (moves) std::strcpy(list, moves + 6);
-    const int full_moves = set_position(thread0(), c[1], moves ? list : nullptr);
-    EXPECT_EQ(front_end.moves_played, full_moves) << c[0];
-    EXPECT_TRUE(stack_equals(got)) << c[0];
-    EXPECT_EQ(last, search_limits.game_last_move);
-    EXPECT_EQ(second_last, search_limits.game_second_last_move);
-  }
-}
-
-TEST_F(Commands, RefusalRestoresTheWholeGame) {
-  run("position startpos moves g1f3 g8f6 f3g1\n");
-  std::vector<Position> before(thread0().position_stack, thread0().current_position + 1);
-  const Move last = search_limits.game_last_move;
+  // A refusal says why and leaves the whole game as it was.
+  const Move last = search_limits.game_last_move, second_last = search_limits.game_second_last_move;
   testing::internal::CaptureStdout();
   run("position startpos moves e2e4 e7e5 d1h5 e8e7 h5e5 e7e6\n");  // the king steps next to the queen
   run("position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1 moves e2e4 e2e4\n");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "info string illegal move e7e6\ninfo string illegal move e2e4\n");
-  EXPECT_TRUE(stack_equals(before));
+  EXPECT_TRUE(game_is(played));
   EXPECT_EQ(search_limits.game_last_move, last);
-  EXPECT_EQ(front_end.moves_played, 1);
-}
+  EXPECT_EQ(search_limits.game_second_last_move, second_last);
+  EXPECT_EQ(front_end.moves_played, full_moves);
 
-TEST_F(Commands, LongGamesStayOnTheStack) {
+  // 1000 reversible plies: rule50 wraps in eight bits and folds the stack down.
   std::string shuffle = "position startpos moves";
-  for (int i = 0; i < 250; ++i) shuffle += " g1f3 g8f6 f3g1 f6g8";  // 1000 reversible plies
+  for (int i = 0; i < 250; ++i) shuffle += " g1f3 g8f6 f3g1 f6g8";
   run(shuffle + "\n");
-  EXPECT_LT(history_length(), 256);  // rule50 wraps in eight bits and folds the stack down
+  EXPECT_LT(thread0().current_position - thread0().position_stack, 256);
   Position start;
   read_fen(start, START_FEN);
   EXPECT_EQ(thread0().current_position->key, start.key);
   EXPECT_EQ(front_end.moves_played, 500);
+  run("ucinewgame\n");
+  EXPECT_EQ(search_limits.hash_mask, 131071u);
+  EXPECT_EQ(search_limits.thread_count, 2);
+  EXPECT_FALSE(front_end.position_set);
 }
 
 }  // namespace

@@ -1,47 +1,124 @@
-// The recursive search: exact mate scores, draws by rule with the sign of their ply,
-// hash cut-offs, stops, and repeatable node counts.
+// Searches in this process: exact mate scores through the root search with the claim of
+// each depth and the root's hash entry, draws by rule at any ply, the way out on a stop,
+// and the root that the other threads copy.
 #include <gtest/gtest.h>
 
+#include "board/movegen.h"
 #include "board/move_text.h"
+#include "eval/network.h"
 #include "helpers/board_fixtures.h"
-#include "helpers/search_fixture.h"
 #include "protocol/engine_options.h"
+#include "protocol/memory_block.h"
+#include "protocol/saved_root.h"
 #include "protocol/search_limits.h"
+#include "search/hash_table.h"
+#include "search/move_order.h"
+#include "search/reductions.h"
 #include "search/score.h"
 #include "search/search.h"
+#include "search/search_thread.h"
 
 namespace {
 
+// A fresh memory block of 16 MB with every limit open, the embedded network and the reduction tables.
+struct SearchBlock {
+  uint64_t large_page_bytes = 0;
+  explicit SearchBlock(int threads = 1) {
+    load_network(tesmar_embedded_network);
+    init_reduction_tables();
+    engine_options.Hash = 16;
+    engine_options.Threads = threads;
+    allocate_memory(large_page_bytes);
+    search_limits.stop_flag = 0;
+    search_limits.ponder_mode = PONDER_NONE;
+    search_limits.node_limit = search_limits.hard_deadline = search_limits.soft_deadline = INT64_MAX;
+    search_limits.check_interval = search_limits.next_check = INT64_MAX / 4;
+    search_limits.tb_probe_limit = 0;
+    search_limits.root_tb_score = SCORE_NONE;
+    search_limits.game_last_move = search_limits.game_second_last_move = 0;
+  }
+  ~SearchBlock() {
+    release_memory(large_page_bytes);
+    set_default_options(engine_options);
+  }
+  ThreadData& thread(int index = 0) { return search_limits.thread_blocks[index]; }
+};
+
+// Sets the thread to the FEN and moves, and clears the ply rows that a node reads
+// before writing, so that search and qsearch may be called at any ply.
+void set_search_position(ThreadData& thread, const char* fen, const char* moves = nullptr) {
+  std::string buffer = moves ? moves : "";
+  set_position(thread, fen, moves ? buffer.data() : nullptr);
+  // The block is fresh memory: only the tables that learn were cleared.
+  thread.nodes = 0;
+  for (int i = 0; i < MAX_PLY; ++i) {
+    thread.static_evals[i] = SCORE_NONE;
+    thread.ply_records[i].acc_valid = 0;
+  }
+}
+
+// Thread 0 at the FEN with its root list as think leaves it, to search to depth_limit showing one line.
+ThreadData& prepare_root(SearchBlock& block, const char* fen, int depth_limit) {
+  ThreadData& thread = block.thread();
+  set_search_position(thread, fen);
+  thread.root_end = build_root_moves(thread, thread.root_moves);
+  thread.result_word = 0;
+  search_limits.depth_limit = depth_limit;
+  search_limits.start_time = 0;
+  search_limits.multipv_count = 1;
+  search_limits.completed_depth = 0;
+  return thread;
+}
+
+// search_thread on the thread; returns what it printed.
+std::string run_root_search(ThreadData& thread) {
+  testing::internal::CaptureStdout();
+  search_thread(thread);
+  return testing::internal::GetCapturedStdout();
+}
+
 const char* const KIWIPETE = "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1";
 
-TEST(Search, ExactMateScoresAtTheRoot) {
-  // Mate lengths checked with an outside engine.
+TEST(Search, MatesAreFoundStoredAndPrintedWithTheWinnersMoveCount) {
+  // Mate lengths checked with an outside engine; the side to move loses where N < 0.
   const struct {
     const char* fen;
-    int depth;
-    int32_t score;
-    const char* best;
+    int depth, mate;
+    const char* best;  // nullptr when several moves mate as fast
   } cases[] = {
-      {"6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1", 3, 32765, "a1a8"},
-      {"r2qkb1r/pp2nppp/3p4/2pNN1B1/2BnP3/3P4/PPP2PPP/R2bK2R w KQkq - 1 1", 5, 32763, "d5f6"},
-      {"r5rk/5p1p/5R2/4B3/8/8/7P/7K w - - 0 1", 7, 32761, "f6a6"},
-      {"2r3k1/p4p2/3Rp2p/1p2P1pK/8/1P4P1/P3Q2P/1q6 b - - 0 1", 7, 32761, "b1g6"},
-      {"k7/8/8/8/8/3K4/1Q6/8 w - - 0 1", 14, 32759, nullptr},
-      {"k7/8/2K5/1Q6/8/8/8/8 b - - 0 1", 4, -32764, "a8a7"},  // every move meets a mate in one
-      {"R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1", 3, -32766, nullptr},
+      {"6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1", 3, 1, "a1a8"},
+      {"r2qkb1r/pp2nppp/3p4/2pNN1B1/2BnP3/3P4/PPP2PPP/R2bK2R w KQkq - 1 1", 5, 2, "d5f6"},
+      {"r5rk/5p1p/5R2/4B3/8/8/7P/7K w - - 0 1", 7, 3, "f6a6"},
+      {"2r3k1/p4p2/3Rp2p/1p2P1pK/8/1P4P1/P3Q2P/1q6 b - - 0 1", 7, 3, "b1g6"},
+      {"k7/8/8/8/8/3K4/1Q6/8 w - - 0 1", 14, 4, nullptr},
+      {"7k/5K2/8/8/8/8/8/6R1 b - - 0 1", 4, -1, "h8h7"},
+      {"r1b1k2r/pppp1ppp/5q2/2b1n3/3KP3/2N3PN/PPP4P/R1BQ1B1R w kq - 1 2", 6, -2, "d4c5"},
+      {"k7/8/8/3K4/8/8/8/1R6 b - - 1 1", 10, -3, "a8a7"},
+      {"k7/8/8/1K6/8/8/8/7R b - - 1 1", 12, -4, "a8b7"},
   };
   SearchBlock block;
-  ThreadData& thread = block.thread();
   for (const auto& c : cases) {
-    set_search_position(thread, c.fen);
-    const DeepeningResult r = deepen(thread, c.depth);
-    EXPECT_EQ(r.score, c.score) << c.fen;
-    char text[8] = "";
-    if (r.best_move) move_text(*thread.current_position, r.best_move, text);
-    if (c.best) {
-      EXPECT_STREQ(text, c.best) << c.fen;
-    }
-    EXPECT_EQ(thread.current_position, thread.position_stack) << "the root is left as it was";
+    ThreadData& thread = prepare_root(block, c.fen, c.depth);
+    Position* const root = thread.current_position;
+    const std::string output = run_root_search(thread);
+    ASSERT_EQ(thread.current_position, root) << c.fen;
+    // Mate at ply p: SCORE_MATE - p for the winner, p - SCORE_MATE for the loser.
+    const int32_t score = c.mate > 0 ? SCORE_MATE + 1 - 2 * c.mate : -SCORE_MATE - 2 * c.mate;
+    EXPECT_EQ(thread.root_scores[0], score) << c.fen;
+    char text[24];
+    move_text(*root, thread.root_moves[0].move, text);
+    EXPECT_STREQ(c.best ? text : nullptr, c.best) << c.fen;
+    // One line per claimed depth; the root's entry is exact and holds the result.
+    EXPECT_EQ(search_limits.completed_depth, c.depth);
+    EXPECT_EQ(thread.result_word >> 8, make_result_word(c.depth, score, 0) >> 8) << c.fen;
+    EXPECT_NE(output.find(" score mate " + std::to_string(c.mate) + " pv "), std::string::npos) << output;
+    int lines = 0;
+    for (size_t at = 0; (at = output.find("info multipv 1 depth ", at)) != std::string::npos; ++at) ++lines;
+    EXPECT_EQ(lines, c.depth) << c.fen;
+    uint64_t data;
+    ASSERT_TRUE(probe_hash(root->key, data));
+    EXPECT_EQ(data, make_hash_data(c.depth + 128, short_move_of(thread.root_moves[0].move), BOUND_EXACT,
+                                   search_limits.hash_generation, score, thread.static_evals[0]));
   }
 }
 
@@ -63,48 +140,68 @@ TEST(Search, DrawsByRuleTakeTheSignOfTheirPly) {
   EXPECT_EQ(at(stalemate, nullptr, 1), -10);
   EXPECT_EQ(at("4k3/8/8/8/8/8/4Q3/4K3 b - - 100 90", nullptr, 1), -10) << "in check with a way out";
   // Mate on the hundredth half-move beats the fifty-move rule.
-  EXPECT_EQ(at("R5k1/5ppp/8/8/8/8/8/6K1 b - - 100 90", nullptr, 3), mated_score(3));
-  EXPECT_EQ(at("6k1/5ppp/8/8/8/8/8/R5K1 w - - 99 90", nullptr, 0), -mated_score(1));
+  EXPECT_EQ(at("R5k1/5ppp/8/8/8/8/8/6K1 b - - 100 90", nullptr, 3), 3 - SCORE_MATE);
+  EXPECT_EQ(at("6k1/5ppp/8/8/8/8/8/R5K1 w - - 99 90", nullptr, 0), SCORE_MATE - 1);
   // One minor piece is a draw; two never are, not even a knight each.
   EXPECT_EQ(at("4k3/8/8/8/8/8/8/2B1K3 w - - 0 1", nullptr, 0), 10);
   at("4k1n1/8/8/8/8/8/8/1N2K3 w - - 0 1", nullptr, 0, 2);
   EXPECT_GT(thread.nodes, 1);
 }
 
-TEST(Search, StopsAtTheFlagAndAtADueNodeLimit) {
+TEST(Search, StopsKeepTheRootAndTheFinishedPart) {
   SearchBlock block(2);
-  ThreadData& thread = block.thread();
-  set_search_position(thread, KIWIPETE);
-  search_limits.stop_flag.store(1);
-  DeepeningResult r = deepen(thread, 5);
-  EXPECT_TRUE(r.aborted);
-  EXPECT_EQ(r.nodes, 0);
-  search_limits.stop_flag.store(0);
+  ThreadData& thread = prepare_root(block, KIWIPETE, 127);
+  Position* const root = thread.current_position;
+  const Move first = thread.root_moves[0].move;
+  search_limits.stop_flag = 1;  // before the first node: nothing printed, claimed or moved
+  EXPECT_TRUE(run_root_search(thread).empty());
+  EXPECT_TRUE(thread.current_position == root && thread.result_word == 0 && thread.root_moves[0].move == first);
+
   // The limit is met at a check only, once the count has reached it.
-  search_limits.node_limit = 20000;
-  search_limits.check_interval = search_limits.next_check = 10000;
-  r = deepen(thread, 30);
-  EXPECT_TRUE(r.aborted);
-  EXPECT_EQ(r.nodes, 20000);
-  EXPECT_EQ(thread.current_position, thread.position_stack);
-  // Only thread 0 looks at the limit.
-  search_limits.stop_flag.store(0);
+  search_limits.stop_flag = 0;
+  search_limits.node_limit = search_limits.check_interval = search_limits.next_check = 20000;
+  run_root_search(thread);
+  EXPECT_EQ(thread.current_position, root);
+  EXPECT_EQ(thread.nodes, 20000);
+  // The word tells the depth finished, or the unfinished one once a root move of it is done.
+  const int word_depth = int(thread.result_word >> 24);
+  EXPECT_GE(search_limits.completed_depth, 3);
+  EXPECT_GE(word_depth, search_limits.completed_depth);
+  EXPECT_LE(word_depth, search_limits.completed_depth + 1);
+  ScoredMove legal[MAX_MOVES];
+  EXPECT_EQ(generate_legal(*root, legal) - legal, thread.root_end - thread.root_moves);
+
+  // Only thread 0 looks at the limit; thread 1 starts from the saved root.
+  search_limits.stop_flag = 0;
   search_limits.next_check = search_limits.node_limit = 0;
-  set_search_position(block.thread(1), KIWIPETE);
-  EXPECT_FALSE(deepen(block.thread(1), 4).aborted);
+  search_limits.depth_limit = 4;
+  search_limits.completed_depth = 0;
+  save_root(thread);
+  run_root_search(block.thread(1));
+  EXPECT_EQ(search_limits.completed_depth, 4);
+  EXPECT_EQ(block.thread(1).current_position->key, root->key);
 }
 
-TEST(Search, SameSearchSameNodeCount) {
-  DeepeningResult runs[2];
-  for (DeepeningResult& r : runs) {
-    SearchBlock block;
-    set_search_position(block.thread(), KIWIPETE);
-    r = deepen(block.thread(), 9);
+TEST(Search, SavedRootHoldsTheRootListAndTheNewestHistoryThatFits) {
+  for (int plies : {10, 255, 256, 400}) {
+    auto from = thread_at(START_FEN);
+    for (int i = 1; i <= plies; ++i) {  // positions told apart by their keys
+      from->position_stack[i] = from->position_stack[0];
+      from->position_stack[i].key = uint64_t(i);
+    }
+    from->current_position = from->position_stack + plies;
+    from->root_end = generate_legal(*from->current_position, from->root_moves);
+    from->root_moves[3].score = 77;
+    save_root(*from);
+    auto to = std::make_unique<ThreadData>();
+    load_saved_root(*to);
+    const int kept = std::min(plies + 1, SAVED_ROOT_SLOTS);
+    ASSERT_EQ(to->current_position - to->position_stack, kept - 1) << plies;
+    for (int i = 0; i < kept; ++i)
+      EXPECT_EQ(to->position_stack[i].key, from->position_stack[plies + 1 - kept + i].key) << plies;
+    EXPECT_TRUE(std::equal(from->root_moves, from->root_end, to->root_moves, to->root_end,
+                           [](ScoredMove a, ScoredMove b) { return a.move == b.move && a.score == b.score; }));
   }
-  EXPECT_GT(runs[0].nodes, 1000);
-  EXPECT_EQ(runs[0].nodes, runs[1].nodes);
-  EXPECT_EQ(runs[0].score, runs[1].score);
-  EXPECT_EQ(runs[0].best_move, runs[1].best_move);
 }
 
 }  // namespace

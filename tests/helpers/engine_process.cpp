@@ -10,6 +10,8 @@
 #include <chrono>
 #include <thread>
 
+using Clock = std::chrono::steady_clock;
+
 EngineProcess::EngineProcess(const std::vector<std::string>& arguments, uint64_t address_space_limit,
                              const char* binary) {
   signal(SIGPIPE, SIG_IGN);  // a test may write to an engine that has already exited
@@ -17,16 +19,13 @@ EngineProcess::EngineProcess(const std::vector<std::string>& arguments, uint64_t
   std::vector<char*> argv{const_cast<char*>(binary)};
   for (const std::string& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
+  const rlimit limit{address_space_limit, address_space_limit};
   int input[2], output[2];
   if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) return;
-  pid = fork();
-  if (pid == 0) {
+  if ((pid = fork()) == 0) {
     dup2(input[0], 0);
     dup2(output[1], 1);
-    if (address_space_limit) {
-      rlimit limit{address_space_limit, address_space_limit};
-      setrlimit(RLIMIT_AS, &limit);
-    }
+    if (address_space_limit) setrlimit(RLIMIT_AS, &limit);
     execv(binary, argv.data());
     _exit(127);
   }
@@ -46,12 +45,8 @@ EngineProcess::~EngineProcess() {
 }
 
 void EngineProcess::send(const std::string& bytes) {
-  size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t n = write(to_engine, bytes.data() + done, bytes.size() - done);
-    if (n <= 0) return;
-    done += size_t(n);
-  }
+  for (ssize_t done = 0, n; done < ssize_t(bytes.size()); done += n)
+    if ((n = write(to_engine, bytes.data() + done, bytes.size() - size_t(done))) <= 0) return;
 }
 
 void EngineProcess::close_input() {
@@ -60,49 +55,50 @@ void EngineProcess::close_input() {
 }
 
 std::optional<std::string> EngineProcess::read_line(int timeout_ms) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-  for (;;) {
-    const size_t newline = pending.find('\n');
-    if (newline != std::string::npos) {
-      std::string line = pending.substr(0, newline);
-      pending.erase(0, newline + 1);
-      return line;
-    }
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+  size_t newline;
+  while ((newline = pending.find('\n')) == std::string::npos) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     pollfd p{from_engine, POLLIN, 0};
-    if (left.count() <= 0 || poll(&p, 1, int(left.count())) <= 0) return std::nullopt;
     char chunk[4096];
-    const ssize_t n = read(from_engine, chunk, sizeof chunk);
-    if (n <= 0) return std::nullopt;
+    ssize_t n = 0;
+    if (left <= 0 || poll(&p, 1, int(left)) <= 0 || (n = read(from_engine, chunk, sizeof chunk)) <= 0)
+      return std::nullopt;
     pending.append(chunk, size_t(n));
   }
+  std::string line = pending.substr(0, newline);
+  pending.erase(0, newline + 1);
+  return line;
 }
 
-std::vector<std::string> EngineProcess::read_until(const std::string& prefix, int timeout_ms) {
-  std::vector<std::string> lines;
+Lines EngineProcess::read_until(const std::string& prefix, int timeout_ms) {
+  Lines lines;
   while (std::optional<std::string> line = read_line(timeout_ms)) {
     lines.push_back(*line);
-    if (line->rfind(prefix, 0) == 0) break;
+    if (!prefix.empty() && line->rfind(prefix, 0) == 0) break;
   }
   return lines;
 }
 
-std::vector<std::string> EngineProcess::read_all(int timeout_ms) {
-  std::vector<std::string> lines;
-  while (std::optional<std::string> line = read_line(timeout_ms)) lines.push_back(*line);
-  return lines;
+SearchOutput EngineProcess::go(const std::string& commands, int timeout_ms) {
+  send(commands);
+  SearchOutput out;
+  for (const std::string& line : read_until("bestmove", timeout_ms)) {
+    if (line.rfind("bestmove ", 0) == 0)
+      out.bestmove = line.substr(9, line.find(' ', 9) - 9);
+    else
+      out.info.push_back(line);
+  }
+  return out;
 }
 
 int EngineProcess::wait_exit(int timeout_ms) {
-  if (pid <= 0) return -1;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-  for (;;) {
-    int status = 0;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+  for (int status = 0; pid > 0 && Clock::now() <= deadline; std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
     if (waitpid(pid, &status, WNOHANG) == pid) {
       pid = -1;
       return WIFEXITED(status) ? WEXITSTATUS(status) : -2;
     }
-    if (std::chrono::steady_clock::now() > deadline) return -1;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
+  return -1;
 }
