@@ -21,18 +21,18 @@ struct RowBatch {
   int removed_count = 0;
 };
 
+// 32 lanes as one vector (one AVX-512 register, or two or four narrower ones); its
+// additions wrap modulo 2^16 like the lanes themselves.
+typedef int16_t LaneBlock __attribute__((vector_size(64), aligned(2)));
 constexpr int LANE_BLOCK = 32;
 
 // acc = source + added rows - removed rows, lane by lane modulo 2^16. source may be acc.
 void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch) {
   for (int block = 0; block < L1_SIZE; block += LANE_BLOCK) {
-    int16_t lanes[LANE_BLOCK];
-    for (int l = 0; l < LANE_BLOCK; ++l) lanes[l] = source[block + l];
-    for (int r = 0; r < batch.added_count; ++r)
-      for (int l = 0; l < LANE_BLOCK; ++l) lanes[l] = int16_t(lanes[l] + batch.added[r][block + l]);
-    for (int r = 0; r < batch.removed_count; ++r)
-      for (int l = 0; l < LANE_BLOCK; ++l) lanes[l] = int16_t(lanes[l] - batch.removed[r][block + l]);
-    for (int l = 0; l < LANE_BLOCK; ++l) acc[block + l] = lanes[l];
+    LaneBlock lanes = *reinterpret_cast<const LaneBlock*>(source + block);
+    for (int r = 0; r < batch.added_count; ++r) lanes += *reinterpret_cast<const LaneBlock*>(batch.added[r] + block);
+    for (int r = 0; r < batch.removed_count; ++r) lanes -= *reinterpret_cast<const LaneBlock*>(batch.removed[r] + block);
+    *reinterpret_cast<LaneBlock*>(acc + block) = lanes;
   }
 }
 
