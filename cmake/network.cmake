@@ -19,6 +19,7 @@ function(tesmar_network_library name file)
   set(NETWORK_SIZE ${TESMAR_NETWORK_SIZE})
   set(source "${CMAKE_BINARY_DIR}/generated/${name}.cpp")
   configure_file("${CMAKE_SOURCE_DIR}/cmake/embedded_network.cpp.in" "${source}" @ONLY)
-  set_source_files_properties("${source}" PROPERTIES OBJECT_DEPENDS "${file}")
+  # The blob is defined in assembly, which link-time optimisation would hide from the linker.
+  set_source_files_properties("${source}" PROPERTIES OBJECT_DEPENDS "${file}" COMPILE_OPTIONS -fno-lto)
   add_library(${name} STATIC "${source}")
 endfunction()

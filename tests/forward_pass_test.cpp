@@ -41,49 +41,36 @@ TEST(ForwardPass, VectorEqualsPlainOnRandomBlobsAndAccumulators) {
   }
 }
 
-// A blob whose output is the first activation of the side to move, passed through unchanged.
-std::vector<uint8_t> pass_through_blob() {
-  std::vector<uint8_t> blob = zero_blob();
-  put(blob, BLOB_L2_WEIGHTS, int8_t(8));
-  put(blob, BLOB_L3_WEIGHTS, int8_t(8));
-  put(blob, BLOB_L4_WEIGHTS, int8_t(32));
-  return blob;
-}
-
-TEST(ForwardPass, FirstLayerShiftsArithmeticallyAndClips) {
-  NetworkGuard guard(pass_through_blob());
-  Accumulators acc{};
-  const int16_t inputs[] = {-1, 0, 1, 2, 3, 253, 254, 255, 1000, -32768, 32767};
-  const int32_t outputs[] = {0, 0, 0, 1, 1, 126, 127, 127, 127, 0, 127};
-  for (size_t i = 0; i < std::size(inputs); ++i) {
-    acc.own[0] = inputs[i];
-    EXPECT_EQ(forward_pass(acc.own, acc.other), outputs[i]) << inputs[i];
-    EXPECT_EQ(forward_pass_plain(acc.own, acc.other), outputs[i]) << inputs[i];
-  }
-}
-
-TEST(ForwardPass, OutputDividesTowardZero) {
-  std::vector<uint8_t> blob = zero_blob();
-  Accumulators acc{};
-  for (auto [bias, score] : {std::pair{-31, 0}, {-32, -1}, {-33, -1}, {31, 0}, {32, 1}, {-64, -2}}) {
-    put(blob, BLOB_L4_BIAS, int32_t(bias));
-    NetworkGuard guard(blob);
-    EXPECT_EQ(forward_pass(acc.own, acc.other), score) << bias;
-    EXPECT_EQ(forward_pass_plain(acc.own, acc.other), score) << bias;
-  }
-}
-
-TEST(ForwardPass, HiddenLayersClipAtZeroAndAt127) {
-  std::vector<uint8_t> blob = zero_blob();
-  // Layer 2 bias alone: y0 = clip(bias >> 3); pass y0 through layer 3 and the output.
-  put(blob, BLOB_L3_WEIGHTS, int8_t(8));
-  put(blob, BLOB_L4_WEIGHTS, int8_t(32));
-  Accumulators acc{};
-  for (auto [bias, out] : {std::pair{-9, 0}, {7, 0}, {8, 1}, {1016, 127}, {100000, 127}, {-100000, 0}}) {
-    put(blob, BLOB_L2_BIASES, int32_t(bias));
-    NetworkGuard guard(blob);
-    EXPECT_EQ(forward_pass(acc.own, acc.other), out) << bias;
-    EXPECT_EQ(forward_pass_plain(acc.own, acc.other), out) << bias;
+// Each stage's edge values, one blob field at a time; the vector and plain forms agree on all.
+TEST(ForwardPass, ShiftsClipsAndTheFinalDivision) {
+  struct Case {
+    uint32_t offset;  // the bias or lane under test
+    int32_t value;
+    int32_t score;
+  };
+  // L1: the first lane passes through layers 2-4 unchanged (weights 8, 8, 32): -1 and 1 give 0,
+  // 2 gives 1, 254 and above 127. L2 bias alone: clip(bias >> 3). Output bias: divided by 32
+  // toward zero.
+  const Case cases[] = {{0, -1, 0},         {0, 1, 0},          {0, 2, 1},           {0, 253, 126},
+                        {0, 254, 127},      {0, 32767, 127},    {0, -32768, 0},      {BLOB_L2_BIASES, -9, 0},
+                        {BLOB_L2_BIASES, 8, 1}, {BLOB_L2_BIASES, 100000, 127}, {BLOB_L4_BIAS, -31, 0},
+                        {BLOB_L4_BIAS, -32, -1}, {BLOB_L4_BIAS, 31, 0},  {BLOB_L4_BIAS, 32, 1}};
+  for (const Case& c : cases) {
+    std::vector<uint8_t> blob = zero_blob();
+    Accumulators acc{};
+    if (c.offset == 0) {
+      put(blob, BLOB_L2_WEIGHTS, int8_t(8));
+      acc.own[0] = int16_t(c.value);
+    } else {
+      put(blob, c.offset, c.value);
+    }
+    if (c.offset != BLOB_L4_BIAS) {
+      put(blob, BLOB_L3_WEIGHTS, int8_t(8));
+      put(blob, BLOB_L4_WEIGHTS, int8_t(32));
+    }
+    NetworkGuard guard(std::move(blob));
+    EXPECT_EQ(forward_pass(acc.own, acc.other), c.score) << c.offset << " " << c.value;
+    EXPECT_EQ(forward_pass_plain(acc.own, acc.other), c.score) << c.offset << " " << c.value;
   }
 }
 
