@@ -23,7 +23,7 @@
 namespace {
 
 struct MatchSettings {
-  EngineSpec engines[2];
+  EngineSetup engines[2];
   int games = 2;
   std::string openings_file;
   bool chess960 = false;
@@ -71,14 +71,14 @@ std::string tool_directory() {
   return text.substr(0, text.rfind('/'));
 }
 
-bool add_option(EngineSpec& engine, const std::string& assignment) {
+bool add_option(EngineSetup& engine, const std::string& assignment) {
   const size_t eq = assignment.find('=');
   if (eq == std::string::npos || eq == 0) return false;
   engine.options.emplace_back(assignment.substr(0, eq), assignment.substr(eq + 1));
   return true;
 }
 
-void set_option(EngineSpec& engine, const std::string& name, const std::string& value) {
+void set_option(EngineSetup& engine, const std::string& name, const std::string& value) {
   for (auto& option : engine.options)
     if (option.first == name) {
       option.second = value;
@@ -150,7 +150,7 @@ bool parse_arguments(int argc, char** argv, MatchSettings& m) {
   }
   // Options named by the tool go first, so that an explicit --option can still override them.
   for (int e = 0; e < 2; ++e) {
-    EngineSpec& engine = m.engines[e];
+    EngineSetup& engine = m.engines[e];
     std::vector<std::pair<std::string, std::string>> explicit_options = engine.options;
     engine.options.clear();
     set_option(engine, "Hash", hash);
@@ -166,7 +166,7 @@ bool parse_arguments(int argc, char** argv, MatchSettings& m) {
 
 std::string open_both(EngineSeat seats[2], const MatchSettings& m, int& failed) {
   for (failed = 0; failed < 2; ++failed) {
-    seats[failed].spec = m.engines[failed];
+    seats[failed].setup = m.engines[failed];
     const std::string failure = open_seat(seats[failed], m.game.timeouts);
     if (!failure.empty()) return failure;
   }
@@ -175,9 +175,9 @@ std::string open_both(EngineSeat seats[2], const MatchSettings& m, int& failed) 
 }
 
 void report_failure(const std::string& title, const EngineSeat& seat, const std::string& what, const GameRecord* game) {
-  std::printf("FAILURE %s: %s: %s\n", title.c_str(), seat.spec.label.c_str(), what.c_str());
+  std::printf("FAILURE %s: %s: %s\n", title.c_str(), seat.setup.label.c_str(), what.c_str());
   if (game && game->board) std::printf("%s", game_transcript(*game).c_str());
-  std::printf("  last lines of the dialogue with %s:\n%s", seat.spec.label.c_str(), dialogue_tail(seat).c_str());
+  std::printf("  last lines of the dialogue with %s:\n%s", seat.setup.label.c_str(), dialogue_tail(seat).c_str());
   std::fflush(stdout);
 }
 
@@ -282,8 +282,8 @@ int main(int argc, char** argv) {
       else ++tally[e].losses;
     }
     std::printf("game %d/%d: %s-%s %s %s, %zu plies, %.1f s | %s +%d =%d -%d\n", g + 1, m.games,
-                seats[white].spec.label.c_str(), seats[1 - white].spec.label.c_str(), score,
-                game_end_text(result.end), plies, (now_ms() - game_start) / 1000.0, seats[0].spec.label.c_str(),
+                seats[white].setup.label.c_str(), seats[1 - white].setup.label.c_str(), score,
+                game_end_text(result.end), plies, (now_ms() - game_start) / 1000.0, seats[0].setup.label.c_str(),
                 tally[0].wins, tally[0].draws, tally[0].losses);
     if (m.show_moves) std::printf("%s", game_transcript(board).c_str());
     std::fflush(stdout);

@@ -52,7 +52,7 @@ std::string await_readyok(EngineSeat& seat, int64_t deadline_ms) {
 std::string open_seat(EngineSeat& seat, const Timeouts& timeouts) {
   seat.pending_readyok = 0;
   seat.dialogue.clear();
-  if (!start_engine(seat.pipe, seat.spec.program, {})) return "cannot start " + seat.spec.program;
+  if (!start_engine(seat.pipe, seat.setup.program, {})) return "cannot start " + seat.setup.program;
   const int64_t deadline = now_ms() + timeouts.start_ms;
   std::string failure = send_to(seat, "uci");
   while (failure.empty()) {
@@ -63,7 +63,7 @@ std::string open_seat(EngineSeat& seat, const Timeouts& timeouts) {
     if (!starts_with(line, "id name ") && !starts_with(line, "id author ") && !starts_with(line, "option name "))
       failure = "unexpected line in the reply to uci: \"" + line + "\"";
   }
-  for (const auto& [name, value] : seat.spec.options)
+  for (const auto& [name, value] : seat.setup.options)
     if (failure.empty()) failure = send_to(seat, "setoption name " + name + " value " + value);
   if (failure.empty()) failure = send_to(seat, "isready");
   if (failure.empty()) {

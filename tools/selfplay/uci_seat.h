@@ -8,14 +8,14 @@
 
 #include "engine_pipe.h"
 
-struct EngineSpec {
+struct EngineSetup {
   std::string program;
   std::vector<std::pair<std::string, std::string>> options;  // setoption name/value, in order
   std::string label;                                         // short name for the reports
 };
 
 struct EngineSeat {
-  EngineSpec spec;
+  EngineSetup setup;
   EnginePipe pipe;
   int pending_readyok = 0;           // isready sent and not yet answered
   std::deque<std::string> dialogue;  // last lines both ways, "> " sent, "< " received
