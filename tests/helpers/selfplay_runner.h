@@ -8,23 +8,21 @@ struct ToolRun {
   std::string output;  // standard output and error together
 };
 
-// selfplay with the arguments (a shell word list) appended; with echo, its output is also
-// passed on as it comes, so that a long match shows its progress.
+// selfplay with the arguments (a shell word list) appended; with echo, its output also goes
+// by as it comes, so that a long match shows its progress.
 ToolRun run_selfplay(const std::string& arguments, bool echo = false);
 
-// Pieces of a scripted engine written in POSIX shell. Each handler is a shell command
-// list; $moves holds the scripted moves and $n the number of moves of the last position
-// command, so `play` below answers with the next scripted move.
+// A scripted engine in POSIX shell. Each handler is a shell command list; $moves holds the
+// scripted moves and $n the number of moves of the last position command, so `play`
+// answers with the next scripted move.
 struct FakeEngine {
-  std::string moves;                                  // scripted moves, blank-separated
+  std::string moves;  // blank-separated
   std::string on_uci = "echo 'id name fake'; echo uciok";
   std::string on_isready = "echo readyok";
   std::string on_go = "play";
   std::string on_quit = "exit 0";
 };
 
-// Writes the engine as an executable script and returns its path.
+// Write the engine as an executable script, or an EPD file with one FEN; both return the path.
 std::string write_fake_engine(const std::string& name, const FakeEngine& engine);
-
-// Writes an EPD file with the one FEN and returns its path.
 std::string write_opening(const std::string& name, const std::string& fen);
