@@ -21,9 +21,9 @@ struct RowBatch {
   int removed_count = 0;
 };
 
-// 32 lanes as one vector (one AVX-512 register, or two or four narrower ones); its
-// additions wrap modulo 2^16 like the lanes themselves.
-typedef int16_t LaneBlock __attribute__((vector_size(64), aligned(2)));
+// 32 lanes as one vector (one AVX-512 register, or two or four narrower ones). The lanes
+// are added as unsigned numbers so that they wrap modulo 2^16, as the accumulator's lanes do.
+typedef uint16_t LaneBlock __attribute__((vector_size(64), aligned(2), may_alias));
 constexpr int LANE_BLOCK = 32;
 
 // acc = source + added rows - removed rows, lane by lane modulo 2^16. source may be acc.
