@@ -4,6 +4,7 @@
 //
 // hash_data, from bit 0: depth + 128 (8 bits), ShortMove (15), BOUND_LOWER (bit 23),
 // BOUND_EXACT (bit 24), generation (bits 25..31), score (signed 16), static evaluation (signed 16).
+#include <algorithm>
 #include <cstdint>
 
 #include "board/move.h"
@@ -52,6 +53,19 @@ constexpr int32_t score_to_hash(int32_t score, int ply) {
 }
 constexpr int32_t score_from_hash(int32_t raw, int ply) {
   return raw < -SCORE_DECIDED ? raw + ply : raw > SCORE_DECIDED ? raw - ply : raw;
+}
+
+// Whether a stored score with this bound settles the window (the depth is tested by the caller).
+inline bool hash_score_cuts(int32_t score, uint32_t bound, int32_t alpha, int32_t beta) {
+  return bound == BOUND_EXACT || (bound == BOUND_LOWER ? score >= beta : score <= alpha);
+}
+
+// A node's working value after a hit that did not cut: the stored score when exact (or in check),
+// else the stored static evaluation moved toward the stored bound.
+inline int32_t value_after_hash_hit(int32_t static_eval, int32_t score, uint32_t bound, bool checked) {
+  return checked || bound == BOUND_EXACT ? score
+         : bound == BOUND_LOWER          ? std::max(static_eval, score)
+                                         : std::min(static_eval, score);
 }
 
 // The key of a singular search that leaves out excluded: apart from the position's own entry.

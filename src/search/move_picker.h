@@ -62,9 +62,11 @@ inline void add_quiet_history(const ThreadData& thread, ScoredMove* begin, Score
     if (!(p->move & MOVE_TACTICAL)) p->score += history_score(thread, side, p->move, prev_move, prev_prev_move);
 }
 
-// A killer or counter move may be played if it is still a quiet move here and legal.
-inline bool usable_quiet(const ThreadData& thread, const Position& pos, Move m, Move hash_move) {
-  return m && !same_move(m, hash_move) && is_possible_quiet(thread, m) && !legality_attackers(pos, m);
+// A killer or counter move, marked for check, if it is still a legal quiet move here; else 0.
+inline Move playable_quiet(const ThreadData& thread, const Position& pos, Move m, Move hash_move) {
+  if (!m || same_move(m, hash_move) || !is_possible_quiet(thread, m) || legality_attackers(pos, m)) return 0;
+  mark_gives_check(pos, &m);
+  return m;
 }
 
 // The next move of a search node, or move 0 when none is left.
@@ -105,32 +107,19 @@ inline ScoredMove next_move(ThreadData& thread, MovePicker& mp, int ply, int dep
         goto remaining;
       }
       [[fallthrough]];
-    case PICK_KILLER_1: {
+    case PICK_KILLER_1:
       mp.stage = PICK_KILLER_2;
-      Move k = thread.killers[ply][0];
-      if (usable_quiet(thread, pos, k, mp.hash_move)) {
-        mark_gives_check(pos, &k);
-        return {KILLER_SCORE, k};
-      }
-    }
+      if (Move k = playable_quiet(thread, pos, thread.killers[ply][0], mp.hash_move)) return {KILLER_SCORE, k};
       [[fallthrough]];
-    case PICK_KILLER_2: {
+    case PICK_KILLER_2:
       mp.stage = PICK_COUNTER_MOVE;
-      Move k = thread.killers[ply][1];
-      if (usable_quiet(thread, pos, k, mp.hash_move)) {
-        mark_gives_check(pos, &k);
-        return {KILLER_SCORE, k};
-      }
-    }
+      if (Move k = playable_quiet(thread, pos, thread.killers[ply][1], mp.hash_move)) return {KILLER_SCORE, k};
       [[fallthrough]];
     case PICK_COUNTER_MOVE: {
       mp.stage = PICK_GENERATE_QUIETS;
-      Move c = mp.counter_move = counter_move_entry(thread, side_index(pos), prev_move);
-      if (!same_move(c, thread.killers[ply][0]) && !same_move(c, thread.killers[ply][1]) &&
-          usable_quiet(thread, pos, c, mp.hash_move)) {
-        mark_gives_check(pos, &c);
-        return {KILLER_SCORE, c};
-      }
+      const Move c = mp.counter_move = counter_move_entry(thread, side_index(pos), prev_move);
+      if (!same_move(c, thread.killers[ply][0]) && !same_move(c, thread.killers[ply][1]))
+        if (Move m = playable_quiet(thread, pos, c, mp.hash_move)) return {KILLER_SCORE, m};
     }
       [[fallthrough]];
     case PICK_GENERATE_QUIETS: {

@@ -43,14 +43,10 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
   if (probe_hash(pos.key, data)) {
     const int32_t tt_score = score_from_hash(hash_score(data), ply);
     const uint32_t tt_bound = hash_bound(data);
-    if (hash_depth_code(data) - 128 >= -int(checks_off) &&
-        (tt_bound == BOUND_EXACT || (tt_bound == BOUND_LOWER ? tt_score >= beta : tt_score <= alpha)))
+    if (hash_depth_code(data) - 128 >= -int(checks_off) && hash_score_cuts(tt_score, tt_bound, alpha, beta))
       return tt_score;
-    const int32_t stored_eval = hash_static_eval(data);
-    thread.static_evals[ply] = stored_eval;
-    value = checked || tt_bound == BOUND_EXACT ? tt_score
-            : tt_bound == BOUND_LOWER          ? std::max(stored_eval, tt_score)
-                                               : std::min(stored_eval, tt_score);
+    thread.static_evals[ply] = hash_static_eval(data);
+    value = value_after_hash_hit(thread.static_evals[ply], tt_score, tt_bound, checked);
     stored_move = hash_move(data);
   }
 

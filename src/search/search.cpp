@@ -115,8 +115,7 @@ int32_t search(ThreadData& thread, uint32_t node_type, int ply, int depth, int32
     tt_score = score_from_hash(hash_score(data), ply);
     tt_depth = hash_depth_code(data) - 128;
     tt_bound = hash_bound(data);
-    if (tt_depth >= depth &&
-        (tt_bound == BOUND_EXACT || (tt_bound == BOUND_LOWER ? tt_score >= beta : tt_score <= alpha))) {
+    if (tt_depth >= depth && hash_score_cuts(tt_score, tt_bound, alpha, beta)) {
       const ShortMove s = hash_move(data);
       // A quiet move that cut off in the table teaches the killers as if it had been searched.
       if (!checked && tt_score >= beta && s && !(s & SHORT_EN_PASSANT_OR_PROMOTION) &&
@@ -124,11 +123,8 @@ int32_t search(ThreadData& thread, uint32_t node_type, int ply, int depth, int32
         update_killers(thread, ply, side_index(pos), prev_move, expand_short_move(thread, s));
       return tt_score;
     }
-    const int32_t stored_eval = hash_static_eval(data);
-    thread.static_evals[ply] = stored_eval;
-    node_value = checked || tt_bound == BOUND_EXACT ? tt_score
-                 : tt_bound == BOUND_LOWER          ? std::max(stored_eval, tt_score)
-                                                    : std::min(stored_eval, tt_score);
+    thread.static_evals[ply] = hash_static_eval(data);
+    node_value = value_after_hash_hit(thread.static_evals[ply], tt_score, tt_bound, checked);
     stored_move = hash_move(data);
   }
 
