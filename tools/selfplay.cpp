@@ -227,7 +227,7 @@ int main(int argc, char** argv) {
   int64_t longest_overrun = 0;
   long total_plies = 0;
   const int64_t match_start = now_ms();
-  OpeningRng rng{m.seed};
+  SplitMixRng rng{m.seed};
   GameRecord game;
   int played = 0;
   bool engines_open = true;

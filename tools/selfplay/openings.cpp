@@ -46,7 +46,7 @@ std::vector<std::string> read_epd_openings(const std::string& path, bool chess96
   return fens;
 }
 
-bool start_opening(GameRecord& game, const std::string& fen, int plies, OpeningRng& rng) {
+bool start_opening(GameRecord& game, const std::string& fen, int plies, SplitMixRng& rng) {
   for (int attempt = 0; attempt < 100; ++attempt) {
     start_game(game, fen);
     bool ended = false;

@@ -6,18 +6,7 @@
 #include <vector>
 
 #include "game_record.h"
-
-struct OpeningRng {
-  uint64_t state;
-  uint64_t next() {
-    state += 0x9E3779B97F4A7C15ull;
-    uint64_t z = state;
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-    return z ^ (z >> 31);
-  }
-  int below(int n) { return int(next() % uint64_t(n)); }
-};
+#include "training/split_mix_rng.h"
 
 // A handful of Shredder-FEN starts used when no file is given for Chess960.
 extern const std::vector<std::string> BUILT_IN_CHESS960_STARTS;
@@ -29,4 +18,4 @@ std::vector<std::string> read_epd_openings(const std::string& path, bool chess96
 
 // Sets game to fen and plays `plies` random legal moves that don't end the game.
 // False when no such sequence turned up.
-bool start_opening(GameRecord& game, const std::string& fen, int plies, OpeningRng& rng);
+bool start_opening(GameRecord& game, const std::string& fen, int plies, SplitMixRng& rng);

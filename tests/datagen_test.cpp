@@ -1,0 +1,330 @@
+// Training data: the 32-byte record against the board and the network, the bootstrap
+// teacher, Chess960 starts, the game rules of the generator, and whole runs of datagen.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "board/fen_check.h"
+#include "board/movegen.h"
+#include "eval/evaluate.h"
+#include "eval/network.h"
+#include "helpers/board_fixtures.h"
+#include "search/score.h"
+#include "training/chess960_start.h"
+#include "training/game_board.h"
+#include "training/teacher.h"
+#include "training/training_record.h"
+
+namespace {
+
+uint64_t next_random(uint64_t& state) {
+  state += 0x9E3779B97F4A7C15ull;
+  uint64_t z = state;
+  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+  z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+  return z ^ (z >> 31);
+}
+
+int32_t evaluate_at(ThreadData& scratch, const Position& pos) {
+  scratch.position_stack[0] = pos;
+  scratch.current_position = scratch.position_stack;
+  scratch.ply_records[0].acc_valid = 0;
+  return evaluate(scratch, 0);
+}
+
+int32_t teacher_at(ThreadData& scratch, const Position& pos) {
+  scratch.position_stack[0] = pos;
+  scratch.current_position = scratch.position_stack;
+  return teacher_score(scratch);
+}
+
+void play_tokens(GameBoard& game, const char* tokens) {
+  std::istringstream in(tokens);
+  for (std::string t; in >> t;) play_board_move(game, move_named(board_position(game), t.c_str()));
+}
+
+TEST(TrainingRecord, RandomGamesRoundTripBoardRightsAndEvaluation) {
+  load_network(tesmar_embedded_network);
+  // The start (32 pieces), pawns about to promote, rights on one side only, Chess960 starts
+  // with rooks off the a- and h-files.
+  const struct {
+    std::string fen;
+    bool chess960;
+  } starts[] = {{START_FEN, false},
+                {"r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBP1P/R3K2R w KQkq - 0 1", false},
+                {"k7/3PPP2/8/8/8/8/2ppp3/7K w - - 0 1", false},
+                {"r3k2r/8/8/8/8/8/8/R3K2R b Kq - 0 1", false},
+                {chess960_start_fen(0), true},
+                {chess960_start_fen(959), true}};
+  auto scratch = std::make_unique<ThreadData>();
+  uint64_t state = 11;
+  std::set<int32_t> evaluations;
+  for (const auto& [fen, chess960] : starts) {
+    const Chess960Option option(chess960);
+    for (int game_index = 0; game_index < 6; ++game_index) {
+      GameBoard game;
+      start_board(game, fen.c_str());
+      for (int ply = 0; ply < 150; ++ply) {
+        const Position pos = board_position(game);
+        const int score = int(next_random(state) % 6001) - 3000, result = int(next_random(state) % 3) - 1;
+        const TrainingRecord record = pack_record(pos, score, result, game.ply, chess960);
+        Position back;
+        unpack_record(record, back);
+        for (int i = 0; i < 8; ++i) ASSERT_EQ(back.bb[i], pos.bb[i]) << fen_of(pos) << " slot " << i;
+        for (int shift = 0; shift < 16; shift += 4)
+          ASSERT_EQ((back.castling >> shift & 15) != NO_RIGHT, (pos.castling >> shift & 15) != NO_RIGHT)
+              << fen_of(pos);
+        ASSERT_EQ(in_check(back), in_check(pos)) << fen_of(pos);
+        EXPECT_EQ(record.score, score);
+        EXPECT_EQ(record.result, result);
+        EXPECT_EQ(record.ply, game.ply);
+        EXPECT_EQ(record.flags, chess960 ? RECORD_CHESS960 : 0);
+        const int32_t e = evaluate_at(*scratch, pos);
+        ASSERT_EQ(evaluate_at(*scratch, back), e) << fen_of(pos);
+        evaluations.insert(e);
+
+        ScoredMove list[MAX_MOVES];
+        const int count = int(generate_legal(pos, list) - list);
+        if (count == 0) break;
+        play_board_move(game, list[next_random(state) % uint64_t(count)].move);
+      }
+    }
+  }
+  EXPECT_GT(evaluations.size(), 100u);  // the network told the positions apart
+  EXPECT_EQ(pack_record(position_of(START_FEN), 40000, 0, 0, false).score, 32767);
+  EXPECT_EQ(pack_record(position_of(START_FEN), -40000, 0, 0, false).score, -32767);
+}
+
+TEST(Teacher, CapturesThatPayAreCountedAndOthersStandPat) {
+  // A hanging queen: the label is the position after the rook takes it.
+  auto hanging = thread_at("4k3/8/8/3q4/8/8/3R4/4K3 w - - 0 1");
+  auto taken = thread_at("4k3/8/8/3q4/8/8/3R4/4K3 w - - 0 1", "d2d5");
+  EXPECT_LT(teacher_eval(*hanging->current_position), -300);
+  EXPECT_EQ(teacher_score(*hanging), -teacher_eval(*taken->current_position));
+  EXPECT_GT(teacher_score(*hanging), 300);
+  // A knight that a pawn guards is left alone: the rook would be lost for it.
+  auto guarded = thread_at("4k3/8/4p3/3n4/8/8/3R4/4K3 w - - 0 1");
+  EXPECT_EQ(teacher_score(*guarded), teacher_eval(*guarded->current_position));
+  // Queen promotion counts as a gain; the thread is left at the labelled position.
+  auto promotion = thread_at("7k/P7/8/8/8/8/8/K7 w - - 0 1");
+  EXPECT_GT(teacher_score(*promotion), 800);
+  EXPECT_EQ(promotion->current_position, promotion->position_stack);
+}
+
+TEST(Teacher, ChecksAreAnsweredAndMateIsScored) {
+  auto mated = thread_at("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1");
+  EXPECT_EQ(teacher_score(*mated), mated_score(0));
+  // In check by an unguarded queen: the king takes it (no standing pat in check).
+  auto check = thread_at("4k3/8/8/8/8/8/4q3/4K3 w - - 0 1");
+  auto after = thread_at("4k3/8/8/8/8/8/4q3/4K3 w - - 0 1", "e1e2");
+  EXPECT_EQ(teacher_score(*check), -teacher_eval(*after->current_position));
+}
+
+TEST(Teacher, SymmetricStartIsZeroAndTheSideToMoveSetsTheSign) {
+  EXPECT_EQ(teacher_eval(position_of(START_FEN)), 0);
+  EXPECT_GT(teacher_eval(position_of("4k3/8/8/8/8/8/8/R3K3 w - - 0 1")), 400);
+  EXPECT_LT(teacher_eval(position_of("4k3/8/8/8/8/8/8/R3K3 b - - 0 1")), -400);
+  GameBoard game;
+  start_board(game, "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
+  uint64_t state = 5;
+  for (int ply = 0; ply < 60; ++ply) {
+    const Position pos = board_position(game);
+    const std::string fen = fen_of(pos);
+    // The same board from the other side's chair: every term changes sign.
+    Position turned = pos;
+    flip_position(turned);
+    EXPECT_EQ(teacher_eval(turned), -teacher_eval(pos)) << fen;
+    ScoredMove list[MAX_MOVES];
+    const int count = int(generate_legal(pos, list) - list);
+    if (count == 0) break;
+    play_board_move(game, list[next_random(state) % uint64_t(count)].move);
+  }
+}
+
+TEST(Chess960Start, NumbersGiveTheStandardTable) {
+  EXPECT_EQ(chess960_start_fen(518), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w HAha - 0 1");
+  std::set<std::string> seen;
+  for (int n = 0; n < 960; ++n) {
+    const std::string fen = chess960_start_fen(n);
+    ASSERT_EQ(fen_check(fen.c_str()), nullptr) << fen;
+    const std::string back = fen.substr(fen.find_last_of('/') + 1, 8);
+    const size_t b1 = back.find('B'), b2 = back.rfind('B'), r1 = back.find('R'), r2 = back.rfind('R');
+    const size_t k = back.find('K');
+    EXPECT_EQ((b1 + b2) % 2, 1u) << fen;  // bishops on squares of both colours
+    EXPECT_TRUE(r1 < k && k < r2) << fen;
+    EXPECT_EQ(seen.count(back), 0u) << fen;
+    seen.insert(back);
+  }
+  std::ifstream table(TESMAR_SHARED_DIR "/openings/chess960_starts.epd");
+  if (!table) GTEST_SKIP() << "no Chess960 start table in the shared data";
+  std::string line;
+  for (int n = 0; n < 960 && std::getline(table, line); ++n)
+    EXPECT_EQ(chess960_start_fen(n).substr(0, 56), line.substr(0, 56)) << "number " << n;
+}
+
+TEST(GameBoard, RulesEndGames) {
+  GameBoard game;
+  start_board(game, START_FEN);
+  play_tokens(game, "g1f3 g8f6 f3g1 f6g8");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::NONE);  // the start position twice
+  play_tokens(game, "g1f3 g8f6 f3g1 f6g8");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::REPETITION);
+  EXPECT_EQ(game.ply, 8);
+
+  start_board(game, "4k3/8/8/8/8/8/8/R3K3 w - - 99 80");
+  EXPECT_EQ(game.ply, 158);
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::NONE);
+  play_tokens(game, "a1a2");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::FIFTY_MOVES);
+  // Mate on the hundredth half-move stands.
+  start_board(game, "6k1/5ppp/8/8/8/8/8/R5K1 w - - 99 80");
+  play_tokens(game, "a1a8");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::CHECKMATE);
+  start_board(game, "7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::STALEMATE);
+
+  // A capture empties the history: the stack holds one position again.
+  start_board(game, "4k3/8/8/3p4/8/8/3R4/4K3 w - - 5 40");
+  play_tokens(game, "d2d3 e8e7 d3d5");
+  EXPECT_EQ(game.keys.size(), 1u);
+  EXPECT_EQ(game.thread->current_position, game.thread->position_stack);
+  EXPECT_EQ(game.ply, 81);
+
+  const struct {
+    const char* fen;
+    bool dead;
+  } material[] = {{"8/8/8/4k3/8/8/8/4K3 w - - 0 1", true},      {"8/8/8/4k3/8/8/8/1N2K3 b - - 0 1", true},
+                  {"5b2/8/8/4k3/8/8/8/2B1K3 w - - 0 1", true},  {"5b2/8/8/4k3/8/8/8/3BK3 b - - 0 1", false},
+                  {"8/8/8/4k3/8/8/8/1NN1K3 w - - 0 1", false},  {"8/8/8/4k3/8/8/4P3/4K3 w - - 0 1", false},
+                  {"8/8/8/4k3/8/8/1B6/2B1K3 b - - 0 1", true},   {"8/8/8/4k3/8/8/8/1N1BK3 w - - 0 1", false}};
+  for (const auto& m : material) {
+    start_board(game, m.fen);
+    EXPECT_EQ(insufficient_material(board_position(game)), m.dead) << m.fen;
+    EXPECT_EQ(game_end_by_rule(game) == GameEnd::MATERIAL, m.dead) << m.fen;
+  }
+}
+
+// One run of the tool: its exit status, what it printed on stderr, the records of its file.
+struct DatagenRun {
+  int status = -1;
+  std::string messages;
+  std::vector<TrainingRecord> records;
+  bool header_ok = false;
+  size_t file_bytes = 0;
+};
+
+DatagenRun run_datagen(const std::string& arguments, const std::string& out) {
+  DatagenRun run;
+  const std::string errors = out + ".stderr";
+  const std::string command = std::string(TESMAR_TOOLS_DIR "/datagen ") + arguments + " --out " + out + " 2>" + errors;
+  const int status = std::system(command.c_str());
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  std::ifstream messages(errors);
+  run.messages.assign(std::istreambuf_iterator<char>(messages), std::istreambuf_iterator<char>());
+  std::remove(errors.c_str());
+  if (std::FILE* file = std::fopen(out.c_str(), "rb")) {
+    run.header_ok = read_training_header(file, out.c_str());
+    for (TrainingRecord r; std::fread(&r, sizeof r, 1, file) == 1;) run.records.push_back(r);
+    run.file_bytes = size_t(std::ftell(file));
+    std::fclose(file);
+  }
+  return run;
+}
+
+struct TempDir {
+  std::string path;
+  TempDir() {
+    char name[] = "/tmp/tesmar_datagen_XXXXXX";
+    path = mkdtemp(name) ? name : "";
+  }
+  ~TempDir() { std::system(("rm -rf " + path).c_str()); }
+};
+
+// What every record of a run must satisfy; the results of one game alternate with the side.
+void check_records(const DatagenRun& run, size_t expected, int first_ply) {
+  ASSERT_EQ(run.status, 0) << run.messages;
+  ASSERT_TRUE(run.header_ok);
+  ASSERT_EQ(run.records.size(), expected);
+  EXPECT_EQ(run.file_bytes, TRAINING_HEADER_BYTES + 32 * expected);
+  EXPECT_NE(run.messages.find("done: " + std::to_string(expected) + "/" + std::to_string(expected)), std::string::npos)
+      << run.messages;
+  for (size_t i = 0; i < run.records.size(); ++i) {
+    const TrainingRecord& r = run.records[i];
+    Position pos;
+    unpack_record(r, pos);
+    ASSERT_EQ(popcount(pos.bb[KING] & pos.bb[OWN]), 1) << i;
+    ASSERT_EQ(popcount(pos.bb[KING] & ~pos.bb[OWN]), 1) << i;
+    ASSERT_EQ(pos.bb[PAWN] & (RANK_1 | RANK_8), 0u) << i;
+    ASSERT_EQ(checkers(pos), 0u) << i;
+    ASSERT_TRUE(r.result >= -1 && r.result <= 1) << i;
+    ASSERT_LT(std::abs(r.score), SCORE_DECIDED) << i;
+    ASSERT_GE(r.ply, first_ply) << i;
+    // Records of one game follow each other with rising plies; no game starts later than
+    // the last kept ply of another.
+    if (i > 0 && r.ply > run.records[i - 1].ply) {
+      const int same_side = (r.ply - run.records[i - 1].ply) % 2 == 0 ? 1 : -1;
+      ASSERT_EQ(r.result, run.records[i - 1].result * same_side) << i;
+    }
+  }
+}
+
+TEST(DatagenTool, BootstrapLabelsQuietPositionsWithTheTeacher) {
+  TempDir dir;
+  const DatagenRun run = run_datagen("bootstrap --positions 400 --threads 2 --seed 7", dir.path + "/boot.bin");
+  check_records(run, 400, 4);
+  // The label is the teacher's score from the side to move (an en-passant chance, which the
+  // record drops, may change a few).
+  auto scratch = std::make_unique<ThreadData>();
+  int same = 0;
+  for (const TrainingRecord& r : run.records) {
+    Position pos;
+    unpack_record(r, pos);
+    same += teacher_at(*scratch, pos) == r.score;
+  }
+  EXPECT_GE(same, 390);
+
+  // The same seed gives the same file; an existing file is never overwritten.
+  const DatagenRun again = run_datagen("bootstrap --positions 400 --threads 2 --seed 7", dir.path + "/again.bin");
+  ASSERT_EQ(again.records.size(), run.records.size());
+  EXPECT_EQ(std::memcmp(again.records.data(), run.records.data(), run.records.size() * 32), 0);
+  const DatagenRun refused = run_datagen("bootstrap --positions 10 --seed 8", dir.path + "/boot.bin");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.records.size(), 400u);
+  EXPECT_EQ(run_datagen("bootstrap --positions 10 --nodes 5", dir.path + "/bad.bin").status, 2);
+}
+
+TEST(DatagenTool, SelfplayKeepsSearchedPositionsAfterTheRandomPlies) {
+  TempDir dir;
+  const DatagenRun run = run_datagen("selfplay --positions 300 --threads 2 --nodes 300 --seed 3 --chess960-share 0.5",
+                                     dir.path + "/self.bin");
+  check_records(run, 300, 8);
+  int chess960 = 0, agree = 0, clear = 0;
+  for (const TrainingRecord& r : run.records) {
+    chess960 += r.flags == RECORD_CHESS960;
+    Position pos;
+    unpack_record(r, pos);
+    // Random plies leave material behind: the search's sign should follow it.
+    const int32_t material = teacher_eval(pos);
+    if (std::abs(material) < 300) continue;
+    ++clear;
+    agree += (material > 0) == (r.score > 0);
+  }
+  EXPECT_GT(chess960, 0);
+  EXPECT_LT(chess960, 300);
+  if (clear >= 20) {
+    EXPECT_GE(agree * 10, clear * 8) << agree << " of " << clear;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,22 @@
+#pragma once
+// The engine's own search, run in this process on one thread with a node limit. The
+// search state is process-wide, so each worker process has its own.
+#include <cstdint>
+
+#include "board/move.h"
+#include "training/game_board.h"
+
+struct EngineAnswer {
+  Move move;      // 0 when the position has no legal move
+  int32_t score;  // side to move's view
+};
+
+// A small memory block (16 MB of hash, one thread) for this process.
+void prepare_engine();
+
+// Empties the hash table and the history tables, as a new game does.
+void clear_engine();
+
+// Searches the current position of game, with its history for repetitions, for `nodes`
+// nodes. Whatever think prints goes to standard output.
+EngineAnswer engine_search(const GameBoard& game, int64_t nodes);

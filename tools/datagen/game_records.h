@@ -1,0 +1,26 @@
+#pragma once
+// Records of one game before its end is known. A record's result field first holds the
+// side to move (1 White, -1 Black); the game's result from White's view then turns it
+// into the result for the side to move.
+#include <vector>
+
+#include "board/position.h"
+#include "training/game_board.h"
+#include "training/training_record.h"
+
+inline int white_sign(const Position& pos) { return side_bit(pos) ? -1 : 1; }
+
+inline void keep_position(std::vector<TrainingRecord>& records, const Position& pos, int score, int ply,
+                          bool chess960) {
+  records.push_back(pack_record(pos, score, white_sign(pos), ply, chess960));
+}
+
+inline void settle_results(std::vector<TrainingRecord>& records, int white_result) {
+  for (TrainingRecord& r : records) r.result = int8_t(r.result * white_result);
+}
+
+// The result from White's view of a game that ended by rule: a mate loses for the side to
+// move, everything else is drawn.
+inline int result_by_rule(GameEnd end, const Position& pos) {
+  return end == GameEnd::CHECKMATE ? -white_sign(pos) : 0;
+}

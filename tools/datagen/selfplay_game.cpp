@@ -1,0 +1,69 @@
+#include "datagen/selfplay_game.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "datagen/engine_search.h"
+#include "datagen/game_records.h"
+#include "datagen/start_positions.h"
+#include "protocol/engine_options.h"
+#include "search/score.h"
+#include "training/chess960_start.h"
+
+namespace {
+
+constexpr int PLY_CAP = 400;
+constexpr int32_t RESIGN_SCORE = 1000;
+constexpr int RESIGN_PLIES = 4;
+constexpr int32_t DRAW_SCORE_LIMIT = 10;
+constexpr int DRAW_PLIES = 10;
+constexpr int DRAW_FIRST_PLY = 80;
+
+}  // namespace
+
+int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings, const SelfplaySettings& settings,
+                       SplitMixRng& rng, std::vector<TrainingRecord>& records) {
+  records.clear();
+  const bool chess960 = rng.uniform() < settings.chess960_share;
+  const std::string fen = chess960 ? chess960_start_fen(rng.below(960)) : pick_opening(openings, rng);
+  // make_move plays castling by this option, and the evaluation adds its corner-bishop terms.
+  engine_options.UCI_Chess960 = chess960;
+  int random_plies = settings.random_plies;
+  if (!start_with_random_plies(game, fen.c_str(), random_plies, rng)) {
+    start_board(game, fen.c_str());
+    random_plies = 0;
+  }
+  clear_engine();
+  // The game's plies count from the opening line, the random ones included.
+  const int first_ply = game.ply - random_plies;
+  int resign_run = 0;  // plies in a row that both searches gave to White (positive) or Black (negative)
+  int quiet_run = 0;   // plies in a row with a score near zero
+  int result = 0;
+  for (;;) {
+    const Position& pos = board_position(game);
+    const GameEnd end = game_end_by_rule(game);
+    if (end != GameEnd::NONE) {
+      result = result_by_rule(end, pos);
+      break;
+    }
+    if (game.ply - first_ply >= PLY_CAP) break;
+    const EngineAnswer answer = engine_search(game, settings.nodes);
+    // Captures and promotions are left out: their score belongs to the exchange, not to the
+    // position, and the network is only asked about quiet positions.
+    if (!in_check(pos) && !(answer.move & MOVE_TACTICAL) && std::abs(answer.score) < SCORE_DECIDED)
+      keep_position(records, pos, answer.score, game.ply, chess960);
+    const int32_t white_view = answer.score * white_sign(pos);
+    resign_run = white_view >= RESIGN_SCORE    ? std::max(resign_run, 0) + 1
+                 : white_view <= -RESIGN_SCORE ? std::min(resign_run, 0) - 1
+                                               : 0;
+    if (std::abs(resign_run) >= RESIGN_PLIES) {
+      result = resign_run > 0 ? 1 : -1;
+      break;
+    }
+    quiet_run = std::abs(answer.score) <= DRAW_SCORE_LIMIT ? quiet_run + 1 : 0;
+    if (game.ply - first_ply >= DRAW_FIRST_PLY && quiet_run >= DRAW_PLIES) break;
+    play_board_move(game, answer.move);
+  }
+  settle_results(records, result);
+  return result;
+}

@@ -1,0 +1,20 @@
+#pragma once
+// Self-play games: the engine's own search at a fixed node count plays both sides.
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "training/split_mix_rng.h"
+#include "training/game_board.h"
+#include "training/training_record.h"
+
+struct SelfplaySettings {
+  int64_t nodes;
+  int random_plies;
+  double chess960_share;
+};
+
+// Plays one game from a randomised opening; records becomes the positions it keeps,
+// labelled by the search's scores, results settled. Returns the result from White's view.
+int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings, const SelfplaySettings& settings,
+                       SplitMixRng& rng, std::vector<TrainingRecord>& records);

@@ -1,0 +1,19 @@
+#pragma once
+// The float model as an engine network blob: factor rows folded into their king rows, every
+// value scaled to its fixed-point type and rounded to nearest, header and trailer words set.
+#include <cstdint>
+#include <vector>
+
+#include "training/fixed_point.h"
+#include "training/float_model.h"
+
+// The value of a row lane of the blob: king row plus factor row, scaled; 0 for the rows of pawns
+// on the first and last rank, which no position switches on.
+int16_t folded_lane(const FloatModel& model, int row, int lane);
+
+// The whole blob, NETWORK_BLOB_SIZE bytes.
+std::vector<uint8_t> export_network(const FloatModel& model);
+
+// Writes or reads a blob file; false or empty (with a message on stderr) on failure or a wrong size.
+bool write_network_file(const std::vector<uint8_t>& blob, const char* path);
+std::vector<uint8_t> read_network_file(const char* path);
