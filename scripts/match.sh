@@ -3,7 +3,9 @@
 # part of this project: build it once from its public sources, outside this tree, and name its
 # binary in FASTCHESS (default: fastchess on the PATH). One thread and 64 MB of hash for both
 # engines, balanced openings played once with each colour, the clock of the strength figures in
-# the README unless TC says otherwise.
+# the README unless TC says otherwise. Games are adjudicated as testers do: resigned when both
+# engines have seen 1000 or more for one side for 3 moves each, drawn after move 40 when both
+# have stayed within 10 of zero for 8 moves each.
 #
 #   FASTCHESS=/path/to/fastchess bash scripts/match.sh ENGINE1 ENGINE2 [GAMES, default 200] [CONCURRENCY, default 1]
 #
@@ -31,6 +33,8 @@ pgn=${PGN:-match-$name1-$name2.pgn}
   -each tc="$tc" proto=uci option.Threads=1 option.Hash=64 \
   -openings file="$openings" format=epd order=random \
   -srand "${SEED:-1}" \
+  -resign movecount=3 score=1000 twosided=true \
+  -draw movenumber=40 movecount=8 score=10 \
   -rounds $(( (games + 1) / 2 )) -games 2 -repeat \
   -concurrency "$concurrency" \
   -pgnout file="$pgn"
