@@ -22,7 +22,7 @@ constexpr double RANDOM_MOVE_SHARE = 0.15;
 // choice, high spreads the games over more kinds of positions.
 constexpr double MIN_TEMPERATURE = 40.0;
 constexpr double MAX_TEMPERATURE = 200.0;
-constexpr int32_t DECISIVE_SCORE = 1000;
+constexpr int32_t DECISIVE_SCORE = 1001;  // beyond 1000
 constexpr int DECISIVE_PLIES = 4;
 
 // A uniformly random move now and then; otherwise a move drawn with a weight that falls
@@ -59,20 +59,12 @@ int play_bootstrap_game(GameBoard& game, const std::vector<std::string>& opening
   int decisive_run = 0;  // plies in a row decided for White (positive) or Black (negative)
   int result = 0;
   for (;;) {
+    if (game_over(game, game.ply - first_ply, PLY_CAP, result)) break;
     const Position& pos = board_position(game);
-    const GameEnd end = game_end_by_rule(game);
-    if (end != GameEnd::NONE) {
-      result = result_by_rule(end, pos);
-      break;
-    }
-    if (game.ply - first_ply >= PLY_CAP) break;
     const int32_t label = teacher_score(*game.thread);
     if (!in_check(pos) && game.ply - first_ply >= FIRST_KEPT_PLY && std::abs(label) < SCORE_DECIDED)
       keep_position(records, pos, label, game.ply, false);
-    const int32_t white_view = label * white_sign(pos);
-    decisive_run = white_view > DECISIVE_SCORE    ? std::max(decisive_run, 0) + 1
-                   : white_view < -DECISIVE_SCORE ? std::min(decisive_run, 0) - 1
-                                                  : 0;
+    decisive_run = decisive_run_after(decisive_run, label * white_sign(pos), DECISIVE_SCORE);
     if (std::abs(decisive_run) >= DECISIVE_PLIES) {
       result = decisive_run > 0 ? 1 : -1;
       break;

@@ -40,22 +40,14 @@ int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings
   int quiet_run = 0;   // plies in a row with a score near zero
   int result = 0;
   for (;;) {
+    if (game_over(game, game.ply - first_ply, PLY_CAP, result)) break;
     const Position& pos = board_position(game);
-    const GameEnd end = game_end_by_rule(game);
-    if (end != GameEnd::NONE) {
-      result = result_by_rule(end, pos);
-      break;
-    }
-    if (game.ply - first_ply >= PLY_CAP) break;
     const EngineAnswer answer = engine_search(game, settings.nodes);
     // Captures and promotions are left out: their score belongs to the exchange, not to the
     // position, and the network is only asked about quiet positions.
     if (!in_check(pos) && !(answer.move & MOVE_TACTICAL) && std::abs(answer.score) < SCORE_DECIDED)
       keep_position(records, pos, answer.score, game.ply, chess960);
-    const int32_t white_view = answer.score * white_sign(pos);
-    resign_run = white_view >= RESIGN_SCORE    ? std::max(resign_run, 0) + 1
-                 : white_view <= -RESIGN_SCORE ? std::min(resign_run, 0) - 1
-                                               : 0;
+    resign_run = decisive_run_after(resign_run, answer.score * white_sign(pos), RESIGN_SCORE);
     if (std::abs(resign_run) >= RESIGN_PLIES) {
       result = resign_run > 0 ? 1 : -1;
       break;
