@@ -60,6 +60,11 @@ TEST(UciSearch, LimitsDrawsAndForcedMoves) {
       "setoption name Strength value 100\nposition fen r4r1k/5p1p/8/6Q1/8/q7/6PP/7K w - - 0 1\ngo depth 12\n"));
   EXPECT_NE(s.info.back().find(" score cp 0 pv "), std::string::npos);
   EXPECT_EQ(s.bestmove, "g5f6");
+  // The line ends where the fifty-move rule ends the game, though the table holds moves from
+  // the same positions searched when the count was lower.
+  engine.go("position fen 8/8/3k4/8/8/3K4/8/R7 w - - 0 80\ngo depth 10\n");
+  s = checked(engine.go("position fen 8/8/3k4/8/8/3K4/8/R7 w - - 99 80\ngo depth 10\n"));
+  EXPECT_EQ(field(s.info.back(), "pv") + " ", s.info.back().substr(s.info.back().find(" pv ") + 4));
   // One legal move is still searched through every iteration.
   s = checked(engine.go("position fen k7/8/8/8/8/8/1r6/K7 w - - 0 1\ngo depth 4\n"));
   EXPECT_EQ(s.info.size(), 5u);

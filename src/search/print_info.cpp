@@ -37,13 +37,15 @@ void print_info(ThreadData& thread, uint32_t line, int32_t tb_score, int64_t tim
   move_text(*root, first, text);
   std::printf("%s ", text);
   make_move(thread, first, nullptr);
-  // The line goes on while the table holds an exact entry with a playable move, and
-  // stops at a repetition, which would lead round in a circle.
+  // The line goes on while the table holds an exact entry with a playable move. It stops at
+  // a repetition, which would lead round in a circle, and at the hundredth half-move without
+  // a capture or pawn move, where the game is over: the table may still hold moves there from
+  // an earlier search, when the count was lower.
   Position* const last_slot = thread.position_stack + POSITION_STACK_SIZE - 1;
   while (thread.current_position < last_slot) {
     const Position& pos = *thread.current_position;
     uint64_t data;
-    if ((pos.flags & FLAG_REPETITION) || !probe_hash(pos.key, data)) break;
+    if ((pos.flags & FLAG_REPETITION) || pos.rule50 >= 100 || !probe_hash(pos.key, data)) break;
     if (!(data & BOUND_EXACT) || !hash_move(data)) break;
     const Move m = validate_hash_move(thread, hash_move(data));
     if (!m) break;
