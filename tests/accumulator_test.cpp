@@ -1,5 +1,5 @@
-// The lazily updated accumulators against a rebuild from scratch, lane by lane,
-// along random games that castle, capture, promote and pass.
+// The lazily updated accumulators of every vector form against a rebuild from scratch in
+// plain integers, lane by lane, along random games that castle, capture, promote and pass.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -9,6 +9,7 @@
 #include "eval/accumulator.h"
 #include "eval/evaluate.h"
 #include "helpers/board_fixtures.h"
+#include "helpers/every_form.h"
 #include "helpers/test_networks.h"
 
 namespace {
@@ -41,14 +42,14 @@ Move pick_move(const ScoredMove* begin, const ScoredMove* end, Rng& rng) {
 void expect_accumulators_match(ThreadData& thread, int ply, const char* context) {
   alignas(64) int16_t fresh[256];
   for (int view = 0; view < 2; ++view) {
-    rebuild_accumulator(*thread.current_position, view, fresh);
+    rebuild_accumulator(*thread.current_position, view, fresh, plain_form::apply_rows);
     ASSERT_EQ(std::memcmp(fresh, thread.ply_records[ply].accumulators[view], sizeof fresh), 0)
         << context << " ply " << ply << " view " << view;
   }
 }
 
 // Plays random lines from fen, evaluating at random plies only, and checks every update.
-void run_games(const char* fen, bool chess960, uint64_t seed, int games) {
+void play_and_check(const EvalForm& form, const char* fen, bool chess960, uint64_t seed, int games) {
   Chess960Option option(chess960);
   Rng rng{seed};
   for (int game = 0; game < games; ++game) {
@@ -57,10 +58,10 @@ void run_games(const char* fen, bool chess960, uint64_t seed, int games) {
     for (int ply = 0; ply < 300; ++ply) {
       // Long stretches without evaluate force deep walks back to the last valid ply.
       if (rng.below(4) == 0 || ply % 50 == 49) {
-        update_accumulators(*thread, ply);
+        update_accumulators(*thread, ply, form.apply_rows);
         expect_accumulators_match(*thread, ply, fen);
         if (testing::Test::HasFatalFailure()) return;
-        ASSERT_EQ(evaluate(*thread, ply), evaluate_plain(*thread, ply));
+        ASSERT_EQ(evaluate_in_form(*thread, ply, form), evaluate_in_form(*thread, ply, EVAL_FORMS[0]));
       }
       ScoredMove moves[MAX_MOVES];
       ScoredMove* end = generate_legal(*thread->current_position, moves);
@@ -78,19 +79,23 @@ void run_games(const char* fen, bool chess960, uint64_t seed, int games) {
   }
 }
 
-class AccumulatorGames : public testing::Test {
+class AccumulatorGames : public EveryVectorForm {
  protected:
   NetworkGuard guard{random_blob(3)};
+  void run_games(const char* fen, bool chess960, uint64_t seed, int games) {
+    play_and_check(form(), fen, chess960, seed, games);
+  }
 };
+TESMAR_FOR_EVERY_VECTOR_FORM(AccumulatorGames);
 
-TEST_F(AccumulatorGames, StandardChessFromTheStartAndFromKiwipete) {
+TEST_P(AccumulatorGames, StandardChessFromTheStartAndFromKiwipete) {
   run_games("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1", false, 1, 20);
   run_games("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1", false, 2, 20);
   // Promotions with captures on the rook corners.
   run_games("r3k2r/1P4P1/8/8/8/8/1p4p1/R3K2R w KQkq - 0 1", false, 3, 30);
 }
 
-TEST_F(AccumulatorGames, Chess960CastlingsOfEveryKind) {
+TEST_P(AccumulatorGames, Chess960CastlingsOfEveryKind) {
   run_games("bqnbrkrn/pppppppp/8/8/8/8/PPPPPPPP/BQNBRKRN w GEge - 0 1", true, 4, 15);
   // King on b1 with the rook on a1; king on g1 with the rook on h1 (king stays); rook beside the king.
   run_games("1r4kr/8/8/8/8/8/8/RK4R1 w AGbh - 0 1", true, 5, 20);

@@ -5,9 +5,10 @@
 #include <cstring>
 
 #include "eval/evaluate.h"
-#include "eval/forward_pass.h"
+#include "eval/eval_forms.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/engine_process.h"
+#include "helpers/every_form.h"
 #include "helpers/test_networks.h"
 
 namespace {
@@ -22,7 +23,15 @@ void put(std::vector<uint8_t>& blob, size_t offset, T value) {
   std::memcpy(blob.data() + offset, &value, sizeof value);
 }
 
-TEST(ForwardPass, VectorEqualsPlainOnRandomBlobsAndAccumulators) {
+int32_t plain_pass(const Accumulators& acc) { return plain_form::forward_pass(acc.own, acc.other, forward_weights); }
+
+class ForwardPass : public EveryVectorForm {
+ protected:
+  int32_t pass(const Accumulators& acc) const { return form().forward_pass(acc.own, acc.other, forward_weights); }
+};
+TESMAR_FOR_EVERY_VECTOR_FORM(ForwardPass);
+
+TEST_P(ForwardPass, EqualsPlainOnRandomBlobsAndAccumulators) {
   for (uint64_t seed = 1; seed <= 3; ++seed) {
     std::vector<uint8_t> blob = random_blob(seed);
     NetworkGuard guard(blob);
@@ -36,13 +45,13 @@ TEST(ForwardPass, VectorEqualsPlainOnRandomBlobsAndAccumulators) {
         acc.own[i] = (state >> 20) & 1 ? wide : narrow;
         acc.other[i] = (state >> 21) & 1 ? int16_t(state >> 32) : int16_t(int(state >> 40 & 511) - 100);
       }
-      ASSERT_EQ(forward_pass(acc.own, acc.other), forward_pass_plain(acc.own, acc.other)) << "seed " << seed;
+      ASSERT_EQ(pass(acc), plain_pass(acc)) << "seed " << seed;
     }
   }
 }
 
 // Each stage's edge values, one blob field at a time; the vector and plain forms agree on all.
-TEST(ForwardPass, ShiftsClipsAndTheFinalDivision) {
+TEST_P(ForwardPass, ShiftsClipsAndTheFinalDivision) {
   struct Case {
     uint32_t offset;  // the bias or lane under test
     int32_t value;
@@ -69,8 +78,8 @@ TEST(ForwardPass, ShiftsClipsAndTheFinalDivision) {
       put(blob, BLOB_L4_WEIGHTS, int8_t(32));
     }
     NetworkGuard guard(std::move(blob));
-    EXPECT_EQ(forward_pass(acc.own, acc.other), c.score) << c.offset << " " << c.value;
-    EXPECT_EQ(forward_pass_plain(acc.own, acc.other), c.score) << c.offset << " " << c.value;
+    EXPECT_EQ(pass(acc), c.score) << c.offset << " " << c.value;
+    EXPECT_EQ(plain_pass(acc), c.score) << c.offset << " " << c.value;
   }
 }
 
@@ -105,7 +114,7 @@ TEST(Evaluate, ScoreIsClampedBothWays) {
     NetworkGuard guard(blob);
     thread->ply_records[0].acc_valid = 0;
     EXPECT_EQ(evaluate(*thread, 0), score);
-    EXPECT_EQ(evaluate_plain(*thread, 0), score);
+    EXPECT_EQ(evaluate_in_form(*thread, 0, EVAL_FORMS[0]), score);
   }
 }
 

@@ -1,5 +1,6 @@
 // Nanoseconds per evaluate along games: the incremental accumulator update after
-// one move plus the forward pass, for the vector and the plain integer form.
+// one move plus the forward pass, for every form of the evaluation this processor
+// runs, and each form's speed against the plain integer form.
 //
 //   bench_eval [GAMES]
 //
@@ -14,7 +15,9 @@
 #include "board/board_tables.h"
 #include "board/make_move.h"
 #include "board/movegen.h"
+#include "eval/eval_forms.h"
 #include "eval/evaluate.h"
+#include "eval/network.h"
 #include "protocol/engine_options.h"
 #include "search/thread_data.h"
 
@@ -52,9 +55,13 @@ std::vector<Sample> collect_samples(ThreadData& thread, int games) {
   return samples;
 }
 
-int32_t no_evaluate(ThreadData&, int) { return 0; }
+// The form under measurement; null for the walk alone.
+const EvalForm* measured_form = nullptr;
 
-template <int32_t (*EVALUATE)(ThreadData&, int)>
+int32_t evaluate_measured(ThreadData& thread, int ply) {
+  return measured_form ? evaluate_in_form(thread, ply, *measured_form) : 0;
+}
+
 double nanoseconds_per_child(ThreadData& thread, const std::vector<Sample>& samples, int64_t& count,
                              int64_t& checksum) {
   using Clock = std::chrono::steady_clock;
@@ -65,12 +72,12 @@ double nanoseconds_per_child(ThreadData& thread, const std::vector<Sample>& samp
     for (Move m : s.line) make_move(thread, m, nullptr);
     // The base at ply 0 is built from scratch outside the timing.
     thread.ply_records[0].acc_valid = 0;
-    checksum += EVALUATE(thread, 0);
+    checksum += evaluate_measured(thread, 0);
     const auto start = Clock::now();
     for (Move m : s.children) {
       make_move(thread, m, &thread.ply_records[0].delta);
       thread.ply_records[1].acc_valid = 0;
-      checksum += EVALUATE(thread, 1);
+      checksum += evaluate_measured(thread, 1);
       undo_move(thread);
     }
     total += std::chrono::duration<double, std::nano>(Clock::now() - start).count();
@@ -85,23 +92,34 @@ int main(int argc, char** argv) {
   const int games = argc > 1 ? std::atoi(argv[1]) : 40;
   set_default_options(engine_options);
   init_board_tables();
+  load_network(tesmar_embedded_network);
   auto thread = std::make_unique<ThreadData>();
   const std::vector<Sample> samples = collect_samples(*thread, games);
 
-  int64_t count, vector_sum, plain_sum;
-  nanoseconds_per_child<evaluate>(*thread, samples, count, vector_sum);  // warm the caches
-  const double vector_ns = nanoseconds_per_child<evaluate>(*thread, samples, count, vector_sum);
-  const double plain_ns = nanoseconds_per_child<evaluate_plain>(*thread, samples, count, plain_sum);
+  int64_t count, checksum;
   // The same walk without evaluate: what making and taking back the move costs.
-  int64_t unused;
-  const double move_ns = nanoseconds_per_child<no_evaluate>(*thread, samples, count, unused);
+  const double move_ns = nanoseconds_per_child(*thread, samples, count, checksum);
   std::printf("positions after one quiet move: %lld (from %zu parents)\n", (long long)count, samples.size());
   std::printf("make and undo alone: %8.1f ns\n", move_ns);
-  std::printf("vector evaluate:     %8.1f ns with the move, %8.1f ns without\n", vector_ns, vector_ns - move_ns);
-  std::printf("plain evaluate:      %8.1f ns with the move, %8.1f ns without\n", plain_ns, plain_ns - move_ns);
-  std::printf("vector speed-up:     %8.2f x (evaluate alone)\n", (plain_ns - move_ns) / (vector_ns - move_ns));
-  if (vector_sum != plain_sum) {
-    std::printf("MISMATCH: the two forms disagree (%lld vs %lld)\n", (long long)vector_sum, (long long)plain_sum);
+  std::printf("build's own form: %s\n", native_eval_form().name);
+  std::printf("%-12s %22s %22s %14s\n", "form", "ns with the move", "ns evaluate alone", "x plain");
+  double plain_ns = 0;
+  int64_t plain_sum = 0;
+  bool agree = true;
+  for (const EvalForm& form : EVAL_FORMS) {
+    if (!form.runs_here()) {
+      std::printf("%-12s %22s\n", form.name, "not on this processor");
+      continue;
+    }
+    measured_form = &form;
+    nanoseconds_per_child(*thread, samples, count, checksum);  // warm the caches
+    const double ns = nanoseconds_per_child(*thread, samples, count, checksum);
+    if (&form == &EVAL_FORMS[0]) plain_ns = ns, plain_sum = checksum;
+    agree = agree && checksum == plain_sum;
+    std::printf("%-12s %22.1f %22.1f %14.2f\n", form.name, ns, ns - move_ns, (plain_ns - move_ns) / (ns - move_ns));
+  }
+  if (!agree) {
+    std::printf("MISMATCH: the forms disagree\n");
     return 1;
   }
   return 0;

@@ -55,3 +55,5 @@ constexpr uint32_t RIGHT_LOST_OWN_KING_SIDE = 1024;
 constexpr uint32_t RIGHT_LOST_ENEMY_KING_SIDE = 2048;
 constexpr uint32_t RIGHT_LOST_OWN_QUEEN_SIDE = 4096;
 constexpr uint32_t RIGHT_LOST_ENEMY_QUEEN_SIDE = 8192;
+// Any of the four codes above; a removed entry without these bits is a feature number.
+constexpr uint32_t RIGHT_LOST_CODES = 0x3C00;

@@ -11,42 +11,18 @@ namespace {
 // Plane of the same piece in the other view: own and enemy change places.
 constexpr int PLANE_SWAP[10] = {5, 6, 7, 8, 9, 0, 1, 2, 3, 4};
 
-// Rows gathered for one pass over the lanes, so that each block of lanes stays in
-// registers while all rows are added and subtracted.
-struct RowBatch {
-  static constexpr int CAPACITY = 40;
-  const int16_t* added[CAPACITY];
-  const int16_t* removed[CAPACITY];
-  int added_count = 0;
-  int removed_count = 0;
-};
-
-// 32 lanes as one vector (one AVX-512 register, or two or four narrower ones). The lanes
-// are added as unsigned numbers so that they wrap modulo 2^16, as the accumulator's lanes do.
-typedef uint16_t LaneBlock __attribute__((vector_size(64), aligned(2), may_alias));
-constexpr int LANE_BLOCK = 32;
-
-// acc = source + added rows - removed rows, lane by lane modulo 2^16. source may be acc.
-void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch) {
-  for (int block = 0; block < L1_SIZE; block += LANE_BLOCK) {
-    LaneBlock lanes = *reinterpret_cast<const LaneBlock*>(source + block);
-    for (int r = 0; r < batch.added_count; ++r) lanes += *reinterpret_cast<const LaneBlock*>(batch.added[r] + block);
-    for (int r = 0; r < batch.removed_count; ++r) lanes -= *reinterpret_cast<const LaneBlock*>(batch.removed[r] + block);
-    *reinterpret_cast<LaneBlock*>(acc + block) = lanes;
-  }
-}
-
 inline int feature_row(int plane, Square s, Square king) { return plane * 4096 + s * 64 + king; }
 
 }  // namespace
 
-void rebuild_accumulator(const Position& pos, int view, int16_t* acc) {
+void rebuild_accumulator(const Position& pos, int view, int16_t* acc, ApplyRows apply_rows) {
   // View 1 sees the board from the other side: squares XOR 56, own and enemy exchanged.
   const int flip = view ? 56 : 0;
   const Bitboard mine = view ? enemy_pieces(pos) : pos.bb[OWN];
   const Bitboard theirs = pos.bb[OCCUPIED] ^ mine;
   const Square king = lsb(pos.bb[KING] & mine) ^ flip;
   RowBatch batch;
+  batch.added_count = batch.removed_count = 0;
   for (int t = PAWN; t <= QUEEN; ++t) {
     for (Bitboard b = pos.bb[t] & mine; b; b &= b - 1)
       batch.added[batch.added_count++] = network_row(feature_row(t - 1, lsb(b) ^ flip, king));
@@ -59,7 +35,7 @@ void rebuild_accumulator(const Position& pos, int view, int16_t* acc) {
   apply_rows(acc, network_l1_bias(), batch);
 }
 
-void update_accumulators(ThreadData& thread, int ply) {
+void update_accumulators(ThreadData& thread, int ply, ApplyRows apply_rows) {
   PlyRecord* records = thread.ply_records;
   const Position& pos = *thread.current_position;
   int base = ply - 1;
@@ -73,13 +49,14 @@ void update_accumulators(ThreadData& thread, int ply) {
   for (int view = 0; view < 2; ++view) {
     int16_t* acc = target.accumulators[view];
     if (rebuild[view]) {
-      rebuild_accumulator(pos, view, acc);
+      rebuild_accumulator(pos, view, acc, apply_rows);
       continue;
     }
     const int parity = (base ^ ply) & 1;
     const int16_t* source = records[base].accumulators[view ^ parity];
     const Square king = view ? enemy_king_square(pos) ^ 56 : own_king_square(pos);
     RowBatch batch;
+    batch.added_count = batch.removed_count = 0;
     for (int j = base; j < ply; ++j) {
       // A move puts at most 2 entries in added and 4 in removed; flush before the batch overflows.
       if (batch.added_count > RowBatch::CAPACITY - 8 || batch.removed_count > RowBatch::CAPACITY - 8) {
@@ -98,7 +75,7 @@ void update_accumulators(ThreadData& thread, int ply) {
       for (int k = 0; k < d.added_count; ++k) batch.added[batch.added_count++] = row_of(d.added[k]);
       for (int k = 0; k < d.removed_count; ++k) {
         const uint32_t e = d.removed[k];
-        if (!(e & 0x3C00)) {
+        if (!(e & RIGHT_LOST_CODES)) {
           batch.removed[batch.removed_count++] = row_of(e);
           continue;
         }

@@ -1,7 +1,8 @@
 #include "eval/evaluate.h"
 
 #include "eval/accumulator.h"
-#include "eval/forward_pass.h"
+#include "eval/eval_forms.h"
+#include "eval/network.h"
 #include "protocol/engine_options.h"
 #include "search/thread_data.h"
 
@@ -32,11 +33,12 @@ int32_t finish_score(const Position& pos, int32_t score) {
 int32_t evaluate(ThreadData& thread, int ply) {
   update_accumulators(thread, ply);
   const PlyRecord& r = thread.ply_records[ply];
-  return finish_score(*thread.current_position, forward_pass(r.accumulators[0], r.accumulators[1]));
+  return finish_score(*thread.current_position,
+                      native_form::forward_pass(r.accumulators[0], r.accumulators[1], forward_weights));
 }
 
-int32_t evaluate_plain(ThreadData& thread, int ply) {
-  update_accumulators(thread, ply);
+int32_t evaluate_in_form(ThreadData& thread, int ply, const EvalForm& form) {
+  update_accumulators(thread, ply, form.apply_rows);
   const PlyRecord& r = thread.ply_records[ply];
-  return finish_score(*thread.current_position, forward_pass_plain(r.accumulators[0], r.accumulators[1]));
+  return finish_score(*thread.current_position, form.forward_pass(r.accumulators[0], r.accumulators[1], forward_weights));
 }

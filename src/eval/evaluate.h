@@ -4,14 +4,15 @@
 
 struct ThreadData;
 struct Position;
+struct EvalForm;
 
 constexpr int32_t EVAL_LIMIT = 30966;
 
 // Updates the accumulators of record ply, runs the network and adds the Chess960 corner terms.
 int32_t evaluate(ThreadData& thread, int ply);
 
-// The same score with the plain-integer forward pass: the reference for the vector code.
-int32_t evaluate_plain(ThreadData& thread, int ply);
+// The same score computed by one chosen form (tests and benchmarks); the processor must run it.
+int32_t evaluate_in_form(ThreadData& thread, int ply, const EvalForm& form);
 
 // The final adjustments: Chess960 corner bishops, then the clamp.
 int32_t finish_score(const Position& pos, int32_t network_score);

@@ -6,12 +6,29 @@
 
 const uint8_t* network_blob = tesmar_embedded_network;
 NetworkWeights network_weights;
+ForwardWeights forward_weights;
+
+namespace {
+
+// Row-major weights [outputs][inputs] to groups of four inputs, all outputs per group.
+void arrange_input_major(const int8_t* row_major, int outputs, int inputs, int8_t* out) {
+  for (int j = 0; j < outputs; ++j)
+    for (int i = 0; i < inputs; ++i)
+      out[((i / INPUT_GROUP) * outputs + j) * INPUT_GROUP + i % INPUT_GROUP] = row_major[j * inputs + i];
+}
+
+}  // namespace
 
 void load_network(const uint8_t* blob) {
   network_blob = blob;
-  std::memcpy(network_weights.l2_weights, blob + BLOB_L2_WEIGHTS, sizeof network_weights.l2_weights);
-  std::memcpy(network_weights.l3_weights, blob + BLOB_L3_WEIGHTS, sizeof network_weights.l3_weights);
-  std::memcpy(network_weights.l4_weights, blob + BLOB_L4_WEIGHTS, sizeof network_weights.l4_weights);
+  NetworkWeights& w = network_weights;
+  std::memcpy(w.l2_weights, blob + BLOB_L2_WEIGHTS, sizeof w.l2_weights);
+  std::memcpy(w.l3_weights, blob + BLOB_L3_WEIGHTS, sizeof w.l3_weights);
+  std::memcpy(w.l4_weights, blob + BLOB_L4_WEIGHTS, sizeof w.l4_weights);
+  arrange_input_major(&w.l2_weights[0][0], L2_SIZE, L2_INPUTS, w.l2_input_major);
+  arrange_input_major(&w.l3_weights[0][0], L3_SIZE, L2_SIZE, w.l3_input_major);
+  forward_weights = {&w.l2_weights[0][0], w.l2_input_major, network_l2_biases(), &w.l3_weights[0][0],
+                     w.l3_input_major,    network_l3_biases(), w.l4_weights,      network_l4_bias()};
 }
 
 int network_header_fault(const uint8_t* blob) {

@@ -2,12 +2,12 @@
 // Per-ply record: the accumulators of the position at this ply and the feature
 // changes of the move made from it.
 #include "board/move.h"
+#include "eval/network_shape.h"
 
-constexpr int ACCUMULATOR_WIDTH = 256;
 constexpr int MAX_PLY_RECORDS = 512;
 
 struct PlyRecord {
   uint8_t acc_valid;
   FeatureDelta delta;
-  alignas(64) int16_t accumulators[2][ACCUMULATOR_WIDTH];
+  alignas(64) int16_t accumulators[2][L1_SIZE];
 };

@@ -1,0 +1,25 @@
+#include "eval/eval_forms.h"
+
+namespace {
+
+bool always() { return true; }
+bool has_sse41() { return __builtin_cpu_supports("sse4.1") && __builtin_cpu_supports("ssse3"); }
+bool has_avx2() { return __builtin_cpu_supports("avx2"); }
+bool has_avx512() { return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl"); }
+bool has_avx512_vnni() { return has_avx512() && __builtin_cpu_supports("avx512vnni"); }
+
+}  // namespace
+
+const EvalForm EVAL_FORMS[EVAL_FORM_COUNT] = {
+    {"plain", always, plain_form::apply_rows, plain_form::forward_pass},
+    {"sse4.1", has_sse41, sse41_form::apply_rows, sse41_form::forward_pass},
+    {"avx2", has_avx2, avx2_form::apply_rows, avx2_form::forward_pass},
+    {"avx512", has_avx512, avx512_form::apply_rows, avx512_form::forward_pass},
+    {"avx512-vnni", has_avx512_vnni, avx512_vnni_form::apply_rows, avx512_vnni_form::forward_pass},
+};
+
+const EvalForm& native_eval_form() {
+  for (const EvalForm& form : EVAL_FORMS)
+    if (form.forward_pass == native_form::forward_pass) return form;
+  return EVAL_FORMS[0];
+}

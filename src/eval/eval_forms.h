@@ -1,0 +1,87 @@
+#pragma once
+// One interface over the instruction-set forms of the evaluation's two hot loops:
+// adding and subtracting first-layer rows, and layers 2 to 4 of the network.
+//
+// Each form lives in its own file, compiled for its own instruction set whatever the
+// build targets, so that the tests can hold every form the processor runs against the
+// plain integer form. The engine itself calls the form of the processor it was built
+// for (native_form below), directly.
+//
+// The form files include only this header and the intrinsics: anything inline they
+// took from elsewhere could be emitted with instructions the processor lacks and
+// picked by the linker for the rest of the program.
+#include <cstdint>
+
+#include "eval/network_shape.h"
+
+// Rows gathered for one pass over the lanes, so that each block of lanes stays in
+// registers while all rows are added and subtracted.
+struct RowBatch {
+  static constexpr int CAPACITY = 40;
+  const int16_t* added[CAPACITY];
+  const int16_t* removed[CAPACITY];
+  int added_count;
+  int removed_count;
+};
+
+// What layers 2 to 4 read. The input-major copies hold, for each group of INPUT_GROUP
+// consecutive inputs, the weights of every output for those inputs, output by output:
+// weight [j][i] stands at ((i / 4) * outputs + j) * 4 + i % 4. A vector form then
+// broadcasts four activations and multiply-adds them into all outputs at once, with no
+// horizontal sums. The row-major copies are the blob's own order.
+struct ForwardWeights {
+  const int8_t* l2_row_major;    // [L2_SIZE][L2_INPUTS]
+  const int8_t* l2_input_major;  // [L2_INPUTS / 4][L2_SIZE][4]
+  const int32_t* l2_biases;      // [L2_SIZE]
+  const int8_t* l3_row_major;    // [L3_SIZE][L2_SIZE]
+  const int8_t* l3_input_major;  // [L2_SIZE / 4][L3_SIZE][4]
+  const int32_t* l3_biases;      // [L3_SIZE]
+  const int8_t* l4_weights;      // [L3_SIZE]
+  int32_t l4_bias;
+};
+
+// acc = source + added rows - removed rows, lane by lane modulo 2^16; source may be acc.
+// Rows, source and acc are 64-byte aligned blocks of L1_SIZE lanes.
+using ApplyRows = void (*)(int16_t* acc, const int16_t* source, const RowBatch& batch);
+
+// Layers 2 to 4 on the side to move's accumulator and the other's: the output sum
+// divided by 32, truncating towards 0 (before the Chess960 terms and the clamp).
+using ForwardPass = int32_t (*)(const int16_t* acc_own, const int16_t* acc_other, const ForwardWeights& w);
+
+#define TESMAR_DECLARE_EVAL_FORM(NAME)                                                  \
+  namespace NAME {                                                                      \
+  void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch);          \
+  int32_t forward_pass(const int16_t* acc_own, const int16_t* acc_other, const ForwardWeights& w); \
+  }
+
+TESMAR_DECLARE_EVAL_FORM(plain_form)        // plain integers: the reference
+TESMAR_DECLARE_EVAL_FORM(sse41_form)        // 16-byte vectors, SSSE3 and SSE4.1
+TESMAR_DECLARE_EVAL_FORM(avx2_form)         // 32-byte vectors
+TESMAR_DECLARE_EVAL_FORM(avx512_form)       // 64-byte vectors, AVX-512 BW
+TESMAR_DECLARE_EVAL_FORM(avx512_vnni_form)  // 64-byte vectors with the 8-bit dot product
+#undef TESMAR_DECLARE_EVAL_FORM
+
+// The form of the processor this build targets.
+#if defined(__AVX512VNNI__) && defined(__AVX512BW__) && defined(__AVX512VL__)
+namespace native_form = avx512_vnni_form;
+#elif defined(__AVX512BW__) && defined(__AVX512VL__)
+namespace native_form = avx512_form;
+#elif defined(__AVX2__)
+namespace native_form = avx2_form;
+#else
+namespace native_form = sse41_form;
+#endif
+
+struct EvalForm {
+  const char* name;
+  bool (*runs_here)();  // the processor running this program has the instructions
+  ApplyRows apply_rows;
+  ForwardPass forward_pass;
+};
+
+constexpr int EVAL_FORM_COUNT = 5;
+// Plain first, then the vector forms from the narrowest.
+extern const EvalForm EVAL_FORMS[EVAL_FORM_COUNT];
+
+// The entry of EVAL_FORMS that the engine uses.
+const EvalForm& native_eval_form();
