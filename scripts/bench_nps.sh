@@ -7,8 +7,9 @@
 #     with 1 and with 2 threads, and the ratio of the two rates;
 #   - `stockfish bench` (16 MB, depth 13, its own positions) with 1 and with 2 threads.
 # Engines default to build/tesmar and, when it exists, build-pgo/tesmar (scripts/pgo_build.sh).
+# STOCKFISH names the peer's binary (for one built for this processor); by default Debian's.
 #
-#   bash scripts/bench_nps.sh [SECONDS per position, default 2] [ENGINE ...]
+#   [STOCKFISH=PATH] bash scripts/bench_nps.sh [SECONDS per position, default 2] [ENGINE ...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-2}
@@ -33,7 +34,7 @@ positions=(
   "8/p4k2/1p3r2/2pPnb2/2Pr3P/PPK3P1/4B1Q1/8 b - -"
 )
 
-stockfish=$(command -v stockfish || true)
+stockfish=${STOCKFISH:-$(command -v stockfish || true)}
 [ -z "$stockfish" ] && [ -x /usr/games/stockfish ] && stockfish=/usr/games/stockfish
 if [ -z "$stockfish" ]; then
   echo "installing Debian's stockfish (a peer to measure against)" >&2
@@ -93,7 +94,9 @@ stockfish_rate() {
 
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (a + 0 > 0 && b + 0 > 0) printf "%.2f", b / a; else print "-" }'; }
 
-echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg); ${seconds} s per position for the fixed-time runs"
+echo "machine: $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ *//'), $(nproc) cores," \
+  "best vector level $(for f in avx512_vnni avx512bw avx2 sse4_1; do grep -q -w $f /proc/cpuinfo && { echo $f; break; }; done)," \
+  "load $(cut -d' ' -f1-3 /proc/loadavg); ${seconds} s per position for the fixed-time runs"
 printf '%-22s %14s %14s %14s %14s %8s\n' "engine" "pgo nps" "pgo nps(wall)" "1 thread nps" "2 threads nps" "2T/1T"
 for engine in "${engines[@]}"; do
   read -r pgo_search pgo_wall pgo_nodes < <(pgo_rates "$engine")

@@ -9,8 +9,9 @@ struct Ops {
   static constexpr int BYTES = 16;
   static constexpr int SUM_SETS = 1;  // eight registers of sums are enough to overlap
 
-  static Vec load(const void* p) { return _mm_loadu_si128(static_cast<const Vec*>(p)); }
-  static void store(void* p, Vec v) { _mm_storeu_si128(static_cast<Vec*>(p), v); }
+  // Aligned, so that the adds can take their rows straight from memory.
+  static Vec load(const void* p) { return _mm_load_si128(static_cast<const Vec*>(p)); }
+  static void store(void* p, Vec v) { _mm_store_si128(static_cast<Vec*>(p), v); }
   static Vec zero() { return _mm_setzero_si128(); }
   static Vec add16(Vec a, Vec b) { return _mm_add_epi16(a, b); }
   static Vec sub16(Vec a, Vec b) { return _mm_sub_epi16(a, b); }
