@@ -6,6 +6,7 @@
 #include "board/make_move.h"
 #include "board/move_checks.h"
 #include "board/move_text.h"
+#include "book/book_move.h"
 #include "protocol/engine_options.h"
 #include "protocol/memory_block.h"
 #include "protocol/saved_root.h"
@@ -63,6 +64,20 @@ void print_bestmove(ThreadData& thread) {
   search_limits.OutputLock.unlock();
 }
 
+// A book move ends the command: no search, no info line, no ponder move. A pondering go
+// still waits for ponderhit or stop, as the GUI expects no answer before either.
+void answer_from_book(const ThreadData& thread, Move book_move) {
+  while (search_limits.ponder_mode.load(std::memory_order_relaxed) == PONDER_ON &&
+         !search_limits.stop_flag.load(std::memory_order_relaxed)) {
+  }
+  char text[8];
+  move_text(*thread.current_position, book_move, text);
+  search_limits.OutputLock.lock();
+  std::printf("bestmove %s\n", text);
+  std::fflush(stdout);
+  search_limits.OutputLock.unlock();
+}
+
 }  // namespace
 
 bool start_search_thread(pthread_t& handle, void* (*body)(void*), void* argument) {
@@ -78,6 +93,11 @@ void think() {
   SearchLimits& limits = search_limits;
   ThreadData* const threads = limits.thread_blocks;
   ThreadData& main = threads[0];
+  if (const Move book_move = probe_book()) {
+    answer_from_book(main, book_move);
+    limits.EngineLock.unlock();
+    return;
+  }
   limits.start_time = now_ms();
   for (int i = 0; i < limits.thread_count; ++i) {
     threads[i].result_word = 0;
