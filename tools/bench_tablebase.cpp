@@ -4,6 +4,8 @@
 // four-man signature, tables warm; then a fixed-depth search of endgame positions with
 // probing in the search on and off, to show what the tables cost (or save) there.
 // Needs a build that carries the tables (-DTESMAR_SYZYGY=FOLDER).
+#include <time.h>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -29,6 +31,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+// Processor time of this thread: on a shared machine the wall clock also counts other work.
+double thread_seconds() {
+  timespec t;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
+}
 
 // A random legal position of the signature (left side White), as FEN.
 std::string random_fen(const std::string& name, bool black_to_move, std::mt19937_64& random) {
@@ -93,6 +102,7 @@ void bench_probes(ThreadData& thread, int count) {
     int64_t sum = 0, failed = 0;
     for (int pass = 0; pass < 2; ++pass) {  // the first pass sets the tables up
       const auto start = Clock::now();
+      const double cpu_start = thread_seconds();
       for (const Position& p : positions) {
         thread.position_stack[0] = p;
         thread.current_position = thread.position_stack;
@@ -101,9 +111,11 @@ void bench_probes(ThreadData& thread, int count) {
         failed += success == 0;
       }
       if (pass == 1) {
-        const double s = seconds_since(start);
-        std::printf("%s probes: %d positions in %.3f s, %.2f million per second (%lld failed, checksum %lld)\n",
-                    kind == 0 ? "WDL" : "DTZ", count, s, count / s / 1e6, (long long)failed / 2, (long long)sum);
+        const double s = seconds_since(start), cpu = thread_seconds() - cpu_start;
+        std::printf("%s probes: %d positions in %.3f s (%.3f s of processor time): %.2f million per second, "
+                    "%.2f million per processor second (%lld failed, checksum %lld)\n",
+                    kind == 0 ? "WDL" : "DTZ", count, s, cpu, count / s / 1e6, count / cpu / 1e6,
+                    (long long)failed / 2, (long long)sum);
       }
     }
   }

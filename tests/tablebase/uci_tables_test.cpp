@@ -156,3 +156,25 @@ TEST_F(UciTables, EnginesConvertAWonEndingAndHoldADraw) {
 }
 
 }  // namespace
+
+namespace {
+
+std::string run_tbprobe(const std::string& arguments) {
+  std::string output;
+  FILE* pipe = popen((std::string(TESMAR_TB_PROBE) + " " + arguments + " 2>&1").c_str(), "r");
+  char buffer[4096];
+  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, n);
+  pclose(pipe);
+  return output;
+}
+
+TEST_F(UciTables, TbprobePrintsValuesAndKeptMovesOrSaysItCannot) {
+  const std::string out = run_tbprobe("'k7/8/1K6/8/8/8/8/6Q1 w - - 99 100' '4k3/8/8/8/8/8/8/1RRQK3 w - - 0 1' "
+                                      "'r3k3/8/8/8/8/8/8/3QK3 w q - 0 1'");
+  EXPECT_NE(out.find("k7/8/1K6/8/8/8/8/6Q1 w - - 99 100\n  wdl 2 success 1\n  dtz "), std::string::npos) << out;
+  EXPECT_NE(out.find("  kept g1g8:1\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("1RRQK3 w - - 0 1\n  not in the tables: a table it needs is missing\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("not in the tables: castling rights remain"), std::string::npos) << out;
+}
+
+}  // namespace
