@@ -175,7 +175,7 @@ int main(int argc, char** argv) {
   tb_tables_init();
   search_limits.tb_largest = tb_init("<empty>");
   const int count = argc > 1 ? std::atoi(argv[1]) : 200000;
-  const int depth = argc > 2 ? std::atoi(argv[2]) : 12;
+  const int depth = argc > 2 ? std::atoi(argv[2]) : 16;
   engine_options.Hash = 16;
   engine_options.Threads = 1;
   {
