@@ -2,6 +2,7 @@
 // single-value files, and where parsing ends in each of the 70 files.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "helpers/board_fixtures.h"
@@ -135,6 +136,30 @@ TEST(TableIndexTables, KingPairsNumberEachPlacementOnce) {
     for (int16_t v : row)
       if (v >= 0) ++seen.at(size_t(v));
   EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), 462);
+}
+
+}  // namespace
+
+namespace {
+
+// The 70 files stand one behind the other, each on a 64-byte boundary and padded up to the next.
+TEST(EmbeddedTables, SeventyFilesOnSixtyFourByteBoundaries) {
+  REQUIRE_SHARED_TABLES();
+  uint64_t padded = 0;
+  const uint8_t* lowest = EMBEDDED_TABLES[0].data;
+  const uint8_t* end = nullptr;
+  for (const EmbeddedTable& table : EMBEDDED_TABLES) {
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(table.data) % 64, 0u) << table.name;
+    padded += (table.size + 63) / 64 * 64;
+    lowest = std::min(lowest, table.data);
+    end = std::max(end, table.data + (table.size + 63) / 64 * 64);
+    EXPECT_EQ(find_embedded_table(table.name), &table);
+  }
+  EXPECT_EQ(padded, 4350016u);
+  EXPECT_EQ(uint64_t(end - lowest), 4350016u);
+  EXPECT_EQ(find_embedded_table("KQvK.rtbw")->size, 272u);
+  EXPECT_EQ(find_embedded_table("KQvKR.rtbz")->size, 309008u);
+  EXPECT_EQ(find_embedded_table("KQvKR"), nullptr);
 }
 
 }  // namespace

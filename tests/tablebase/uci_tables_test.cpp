@@ -68,6 +68,13 @@ TEST_F(UciTables, SearchProbesBehindCapturesOfFiveMen) {
   const SearchOutput out = engine.go("position fen 8/8/3k4/8/2r5/3K4/8/1R2R3 b - - 0 1\ngo depth 7\n");
   ASSERT_FALSE(out.info.empty());
   EXPECT_GT(field(out.info.back(), "tbhits"), 0);
+  // Four threads on a fresh engine: the first uses of the tables race, under the table lock.
+  TableEngine threaded;
+  const SearchOutput four = threaded.go(
+      "setoption name Threads value 4\nucinewgame\nposition fen 8/8/3k4/8/2r5/3K4/8/1R2R3 b - - 0 1\ngo depth 9\n",
+      30000);
+  ASSERT_FALSE(four.info.empty());
+  EXPECT_GT(field(four.info.back(), "tbhits"), 0);
   const SearchOutput limited =
       engine.go("setoption name SyzygyProbeLimit value 3\nposition fen 8/8/3k4/8/2r5/3K4/8/1R2R3 b - - 0 1\ngo depth 7\n");
   EXPECT_FALSE(limited.bestmove.empty());
