@@ -1,5 +1,5 @@
-// The evaluation's hot loops in 32-byte vectors (AVX2): half of the accumulator's lanes
-// in eight registers per pass, the layer sums in four.
+// The evaluation's hot loops in 32-byte vectors (AVX2): a view's 256 lanes in all sixteen
+// registers while the rows are added from memory, the layer sums in four.
 #include "eval/vector_kernels.h"
 
 namespace {
@@ -41,14 +41,5 @@ struct Ops {
 
 }  // namespace
 
-namespace avx2_form {
-
-void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch) {
-  vector_kernels::apply_rows<Ops, 16>(acc, source, batch);
-}
-
-int32_t forward_pass(const int16_t* acc_own, const int16_t* acc_other, const ForwardWeights& w) {
-  return vector_kernels::forward_pass<Ops>(acc_own, acc_other, w);
-}
-
-}  // namespace avx2_form
+// Sixteen registers of sixteen lanes: the whole accumulator in one pass.
+TESMAR_DEFINE_VECTOR_FORM(avx2_form, Ops, 16)

@@ -12,14 +12,5 @@ struct Ops : Avx512Ops {
 
 }  // namespace
 
-namespace avx512_vnni_form {
-
-void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch) {
-  vector_kernels::apply_rows<Ops, 8>(acc, source, batch);
-}
-
-int32_t forward_pass(const int16_t* acc_own, const int16_t* acc_other, const ForwardWeights& w) {
-  return vector_kernels::forward_pass<Ops>(acc_own, acc_other, w);
-}
-
-}  // namespace avx512_vnni_form
+// Eight registers of 32 lanes: the whole accumulator in one pass.
+TESMAR_DEFINE_VECTOR_FORM(avx512_vnni_form, Ops, 8)

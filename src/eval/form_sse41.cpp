@@ -1,5 +1,5 @@
-// The evaluation's hot loops in 16-byte vectors (SSSE3 and SSE4.1): the portable build's
-// form, for any 64-bit x86 the engine supports.
+// The evaluation's hot loops in 16-byte vectors (SSSE3 and SSE4.1), for any 64-bit x86 the
+// engine supports.
 #include "eval/vector_kernels.h"
 
 namespace {
@@ -35,14 +35,5 @@ struct Ops {
 
 }  // namespace
 
-namespace sse41_form {
-
-void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch) {
-  vector_kernels::apply_rows<Ops, 16>(acc, source, batch);
-}
-
-int32_t forward_pass(const int16_t* acc_own, const int16_t* acc_other, const ForwardWeights& w) {
-  return vector_kernels::forward_pass<Ops>(acc_own, acc_other, w);
-}
-
-}  // namespace sse41_form
+// Sixteen registers of eight lanes: two passes over the accumulator.
+TESMAR_DEFINE_VECTOR_FORM(sse41_form, Ops, 16)

@@ -117,3 +117,14 @@ inline int32_t forward_pass(const int16_t* acc_own, const int16_t* acc_other, co
 
 }  // namespace
 }  // namespace vector_kernels
+
+// The two entry points of a form, from its lane operations and its registers of lanes per pass.
+#define TESMAR_DEFINE_VECTOR_FORM(NAME, OPS, REGS)                                                   \
+  namespace NAME {                                                                                  \
+  void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch) {                     \
+    vector_kernels::apply_rows<OPS, REGS>(acc, source, batch);                                      \
+  }                                                                                                 \
+  int32_t forward_pass(const int16_t* acc_own, const int16_t* acc_other, const ForwardWeights& w) { \
+    return vector_kernels::forward_pass<OPS>(acc_own, acc_other, w);                                \
+  }                                                                                                 \
+  }
