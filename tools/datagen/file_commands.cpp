@@ -83,9 +83,9 @@ void print_file(const TrainingFiles& files, size_t index) {
                 (unsigned long long)seed, (long long)p.positions, (long long)p.games, p.next_game.size(),
                 double(p.white_wins) * game_share, double(p.draws) * game_share, double(p.black_wins) * game_share);
     std::printf("    %s\n", p.settings.c_str());
-    if (p.worker_seconds > 0)
-      std::printf("    %lld finished runs: %.1f positions/s per worker\n", (long long)p.runs,
-                  p.run_positions / p.worker_seconds);
+    if (p.worker_seconds > 0 && p.cpu_seconds > 0)
+      std::printf("    %lld finished runs: %.1f positions/s per worker, %.1f per second of processor time\n",
+                  (long long)p.runs, p.run_positions / p.worker_seconds, p.run_positions / p.cpu_seconds);
   }
 }
 

@@ -51,12 +51,15 @@ bool read_journal(const std::string& text, int64_t data_records, JournalState& s
     } else if (line.rfind("speed ", 0) == 0) {
       uint64_t seed;
       int workers;
-      double positions, seconds;
-      if (std::sscanf(line.c_str(), "speed %" SCNu64 " %d %lf %lf", &seed, &workers, &positions, &seconds) != 4) break;
+      double positions, seconds, cpu_seconds;
+      if (std::sscanf(line.c_str(), "speed %" SCNu64 " %d %lf %lf %lf", &seed, &workers, &positions, &seconds,
+                      &cpu_seconds) != 5)
+        break;
       SeedProgress& progress = state.seeds[seed];
       ++progress.runs;
       progress.run_positions += positions;
       progress.worker_seconds += seconds * workers;
+      progress.cpu_seconds += cpu_seconds;
     } else if (!line.empty() && line[0] != '#') {
       break;
     }
@@ -76,8 +79,9 @@ std::string game_line(uint64_t seed, int stream, int64_t game, int64_t positions
   return line;
 }
 
-std::string speed_line(uint64_t seed, int workers, int64_t positions, double seconds) {
+std::string speed_line(uint64_t seed, int workers, int64_t positions, double seconds, double cpu_seconds) {
   char line[160];
-  std::snprintf(line, sizeof line, "speed %" PRIu64 " %d %" PRId64 " %.1f\n", seed, workers, positions, seconds);
+  std::snprintf(line, sizeof line, "speed %" PRIu64 " %d %" PRId64 " %.1f %.1f\n", seed, workers, positions, seconds,
+                cpu_seconds);
   return line;
 }

@@ -5,8 +5,9 @@
 //   game SEED STREAM GAME POSITIONS RESULT END
 //                              game GAME of a worker's STREAM is in OUT: POSITIONS records, the
 //                              result from White's view, and END, the records in OUT after it
-//   speed SEED WORKERS POSITIONS SECONDS
-//                              what one run added, and in what time
+//   speed SEED WORKERS POSITIONS SECONDS CPU_SECONDS
+//                              what one run added, in what time and what processor time of
+//                              its workers
 // A game's records go to OUT before its line goes to the journal, so the lines that agree with
 // each other and with OUT's length tell what OUT holds for certain: the rest (a game cut short
 // by a killed run, a torn record) is cut off, and the streams go on after their last game.
@@ -21,7 +22,7 @@ struct SeedProgress {
   int64_t white_wins = 0, draws = 0, black_wins = 0;
   std::map<int, int64_t> next_game;  // per stream: games played
   int64_t runs = 0;                  // speed lines: runs that ended
-  double run_positions = 0, worker_seconds = 0;
+  double run_positions = 0, worker_seconds = 0, cpu_seconds = 0;
 };
 
 struct JournalState {
@@ -38,4 +39,4 @@ bool read_journal(const std::string& text, int64_t data_records, JournalState& s
 
 std::string run_line(uint64_t seed, const std::string& settings);
 std::string game_line(uint64_t seed, int stream, int64_t game, int64_t positions, int result, int64_t end);
-std::string speed_line(uint64_t seed, int workers, int64_t positions, double seconds);
+std::string speed_line(uint64_t seed, int workers, int64_t positions, double seconds, double cpu_seconds);

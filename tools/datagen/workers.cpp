@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -278,15 +279,20 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
   }
   const double seconds = seconds_since(start);
 
-  // Games still being played are not wanted any more.
+  // Games still being played are not wanted any more. The workers' processor time gives a
+  // speed that other work on a shared machine doesn't lower.
+  double cpu_seconds = 0;
   for (Worker& w : workers) {
     if (w.pid > 0) {
       kill(w.pid, SIGKILL);
-      waitpid(w.pid, nullptr, 0);
+      rusage usage{};
+      wait4(w.pid, nullptr, 0, &usage);
+      cpu_seconds += double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                     1e-6 * double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
     }
     if (w.fd >= 0) close(w.fd);
   }
-  const std::string line = speed_line(plan.seed, plan.workers, counts.positions, seconds);
+  const std::string line = speed_line(plan.seed, plan.workers, counts.positions, seconds, cpu_seconds);
   if (!write_all(files.journal, line.data(), line.size()) || fdatasync(files.data) != 0) failed = true;
   if (failed || !done) {
     std::fprintf(stderr, "datagen: stopped with %lld of %lld positions of seed %llu in %s; run the same command to go on\n",
@@ -294,8 +300,10 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
     return 1;
   }
   print_progress("datagen: done: ", have, plan, counts, seconds);
-  std::fprintf(stderr, "datagen: wrote %lld positions in %.1f s: %.1f positions/s per worker, %d workers\n",
+  std::fprintf(stderr,
+               "datagen: wrote %lld positions in %.1f s: %.1f positions/s per worker, %d workers; %.1f positions per "
+               "second of processor time\n",
                (long long)counts.positions, seconds, seconds > 0 ? double(counts.positions) / seconds / plan.workers : 0.0,
-               plan.workers);
+               plan.workers, cpu_seconds > 0 ? double(counts.positions) / cpu_seconds : 0.0);
   return 0;
 }

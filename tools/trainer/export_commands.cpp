@@ -7,10 +7,10 @@
 
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
-#include "training/training_set.h"
 #include "training/export_check.h"
 #include "training/network_export.h"
 #include "training/record_features.h"
+#include "training/training_set.h"
 
 namespace {
 
