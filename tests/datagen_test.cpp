@@ -1,14 +1,19 @@
 // Training data: the 32-byte record against the board and the network, the bootstrap
-// teacher, Chess960 starts, the game rules of the generator, and whole runs of datagen.
+// teacher, Chess960 starts, the game rules of the generator, and whole runs of datagen:
+// runs killed and run again, runs of other seeds added, files merged.
 #include <gtest/gtest.h>
 
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
+#include <thread>
 #include <iterator>
 #include <set>
 #include <sstream>
@@ -251,6 +256,69 @@ struct TempDir {
   ~TempDir() { std::system(("rm -rf " + path).c_str()); }
 };
 
+std::string file_text(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The games of a run as its journal lists them, each with its records from the file, keyed by
+// stream and game number; `last` is the key of the journal's last game, the one a target cuts.
+struct JournalGames {
+  std::map<std::pair<int, int>, std::vector<TrainingRecord>> games;
+  std::pair<int, int> last{-1, -1};
+  size_t positions = 0;
+  bool in_order = true;  // each stream's games numbered 0, 1, 2, ... with none twice
+};
+
+JournalGames journal_games(const DatagenRun& run, const std::string& out, uint64_t seed) {
+  JournalGames result;
+  std::istringstream lines(file_text(out + ".journal"));
+  std::map<int, int> next;
+  for (std::string line; std::getline(lines, line);) {
+    unsigned long long s;
+    int stream, game, result_word;
+    long long positions, end;
+    if (std::sscanf(line.c_str(), "game %llu %d %d %lld %d %lld", &s, &stream, &game, &positions, &result_word, &end) != 6)
+      continue;
+    if (s != seed) continue;
+    result.in_order = result.in_order && game == next[stream]++;
+    if (end > (long long)run.records.size()) {
+      result.in_order = false;
+      break;
+    }
+    result.games[{stream, game}].assign(run.records.begin() + (end - positions), run.records.begin() + end);
+    result.last = {stream, game};
+    result.positions += size_t(positions);
+  }
+  return result;
+}
+
+// Starts datagen in a process group of its own and kills the whole group with SIGKILL once
+// its journal lists `games` games (or the run has ended by itself).
+void run_and_kill(const std::string& arguments, const std::string& out, int games) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    setsid();
+    const std::string command = std::string(TESMAR_TOOLS_DIR "/datagen ") + arguments + " --out " + out + " 2>/dev/null";
+    execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  ASSERT_GT(pid, 0);
+  for (int wait = 0; wait < 3000; ++wait) {
+    const std::string journal = file_text(out + ".journal");
+    int listed = 0;
+    for (size_t at = 0; (at = journal.find("\ngame ", at)) != std::string::npos; ++at) ++listed;
+    if (listed >= games || waitpid(pid, nullptr, WNOHANG) == pid) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  kill(-pid, SIGKILL);
+  waitpid(pid, nullptr, 0);
+}
+
+void append_bytes(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::app) << bytes;
+}
+
 // What every record of a run must satisfy; the results of one game alternate with the side.
 void check_records(const DatagenRun& run, size_t expected, int first_ply) {
   ASSERT_EQ(run.status, 0) << run.messages;
@@ -294,13 +362,6 @@ TEST(DatagenTool, BootstrapLabelsQuietPositionsWithTheTeacher) {
   }
   EXPECT_GE(same, 390);
 
-  // The same seed gives the same file; an existing file is never overwritten.
-  const DatagenRun again = run_datagen("bootstrap --positions 400 --threads 2 --seed 7", dir.path + "/again.bin");
-  ASSERT_EQ(again.records.size(), run.records.size());
-  EXPECT_EQ(std::memcmp(again.records.data(), run.records.data(), run.records.size() * 32), 0);
-  const DatagenRun refused = run_datagen("bootstrap --positions 10 --seed 8", dir.path + "/boot.bin");
-  EXPECT_EQ(refused.status, 1);
-  EXPECT_EQ(refused.records.size(), 400u);
   EXPECT_EQ(run_datagen("bootstrap --positions 10 --nodes 5", dir.path + "/bad.bin").status, 2);
 }
 
@@ -325,6 +386,93 @@ TEST(DatagenTool, SelfplayKeepsSearchedPositionsAfterTheRandomPlies) {
   if (clear >= 20) {
     EXPECT_GE(agree * 10, clear * 8) << agree << " of " << clear;
   }
+}
+
+// A run killed with SIGKILL mid-way, with a torn record behind its data and a torn line behind
+// its journal, goes on when the same command runs again: the file ends with exactly the asked
+// positions, every stream's games follow each other with none twice and none left out, and each
+// game is the very game that a run which never stopped plays under that number.
+TEST(DatagenTool, KilledRunGoesOnWithTheGamesOfARunThatNeverStopped) {
+  TempDir dir;
+  const std::string command = "bootstrap --positions 1600 --threads 2 --seed 5";
+  const std::string out = dir.path + "/killed.bin";
+  const DatagenRun reference = run_datagen(command, dir.path + "/straight.bin");
+  check_records(reference, 1600, 4);
+
+  run_and_kill(command, out, 4);
+  append_bytes(out, std::string(45, '\x7f'));         // a record and a half of a game cut short
+  append_bytes(out + ".journal", "game 5 0 99 3");  // a line cut short
+  const DatagenRun resumed = run_datagen(command, out);
+  check_records(resumed, 1600, 4);
+  EXPECT_NE(resumed.messages.find("bytes after the last whole game"), std::string::npos) << resumed.messages;
+
+  const JournalGames straight = journal_games(reference, dir.path + "/straight.bin", 5);
+  const JournalGames games = journal_games(resumed, out, 5);
+  EXPECT_TRUE(straight.in_order);
+  EXPECT_TRUE(games.in_order);
+  EXPECT_EQ(games.positions, 1600u);
+  int compared = 0;
+  for (const auto& [key, records] : games.games) {
+    const auto other = straight.games.find(key);
+    if (other == straight.games.end()) continue;
+    // The game that reached the target is cut: it is the first part of the whole game.
+    const size_t n = std::min(records.size(), other->second.size());
+    if (key != games.last && key != straight.last) {
+      EXPECT_EQ(records.size(), other->second.size());
+    }
+    EXPECT_EQ(std::memcmp(records.data(), other->second.data(), n * sizeof(TrainingRecord)), 0)
+        << "stream " << key.first << " game " << key.second;
+    ++compared;
+  }
+  EXPECT_GE(compared, 12);
+
+  // Run again when done, it adds nothing.
+  const DatagenRun again = run_datagen(command, out);
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.records.size(), 1600u);
+}
+
+// Another seed adds its games behind those already there; a seed played with other settings,
+// and a file whose records no journal lists, are refused and left as they are.
+TEST(DatagenTool, OtherSeedsAddAndForeignFilesAreRefused) {
+  TempDir dir;
+  const std::string out = dir.path + "/data.bin";
+  const DatagenRun first = run_datagen("bootstrap --positions 300 --threads 2 --seed 1", out);
+  ASSERT_EQ(first.status, 0) << first.messages;
+  const DatagenRun more = run_datagen("bootstrap --positions 200 --threads 1 --seed 2", out);
+  ASSERT_EQ(more.status, 0) << more.messages;
+  ASSERT_EQ(more.records.size(), 500u);
+  EXPECT_EQ(std::memcmp(more.records.data(), first.records.data(), 300 * sizeof(TrainingRecord)), 0);
+  EXPECT_EQ(journal_games(more, out, 2).positions, 200u);
+
+  std::ofstream(dir.path + "/one.epd") << "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq -\n";
+  const DatagenRun other = run_datagen("bootstrap --positions 400 --seed 1 --openings " + dir.path + "/one.epd", out);
+  EXPECT_EQ(other.status, 1);
+  EXPECT_NE(other.messages.find("other settings"), std::string::npos) << other.messages;
+  EXPECT_EQ(other.records.size(), 500u);
+
+  std::remove((out + ".journal").c_str());
+  const DatagenRun foreign = run_datagen("bootstrap --positions 900 --seed 3", out);
+  EXPECT_EQ(foreign.status, 1);
+  EXPECT_EQ(foreign.records.size(), 500u);
+}
+
+// merge: the whole records of its inputs in order, a torn tail left out; never over a file.
+TEST(DatagenTool, MergeJoinsWholeRecords) {
+  TempDir dir;
+  const DatagenRun a = run_datagen("bootstrap --positions 120 --threads 1 --seed 11", dir.path + "/a.bin");
+  const DatagenRun b = run_datagen("bootstrap --positions 80 --threads 1 --seed 12", dir.path + "/b.bin");
+  ASSERT_EQ(a.status + b.status, 0);
+  append_bytes(dir.path + "/b.bin", std::string(31, '\x01'));
+  const std::string tool = std::string(TESMAR_TOOLS_DIR "/datagen ");
+  const std::string merged = dir.path + "/m.bin";
+  ASSERT_EQ(std::system((tool + "merge " + merged + " " + dir.path + "/a.bin " + dir.path + "/b.bin >/dev/null").c_str()), 0);
+  const std::string text = file_text(merged);
+  ASSERT_EQ(text.size(), TRAINING_HEADER_BYTES + 200 * sizeof(TrainingRecord));
+  EXPECT_EQ(text.substr(0, TRAINING_HEADER_BYTES + 120 * 32), file_text(dir.path + "/a.bin"));
+  EXPECT_EQ(text.substr(TRAINING_HEADER_BYTES + 120 * 32), file_text(dir.path + "/b.bin").substr(TRAINING_HEADER_BYTES, 80 * 32));
+  EXPECT_NE(std::system((tool + "merge " + merged + " " + dir.path + "/a.bin 2>/dev/null").c_str()), 0);
+  EXPECT_EQ(file_text(merged).size(), text.size());
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 // The network export: every field of the blob at its offset with its scale and rounding, factor
 // rows folded into king rows so that the engine's accumulators equal the trained ones, and the
-// engine's score equal to the fixed-point forward pass of the model it came from.
+// engine's score equal to the fixed-point forward pass of the model it came from. The import, its
+// way back: a blob read into a model exports as the same blob.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -13,6 +15,7 @@
 #include "helpers/training_fixtures.h"
 #include "training/export_check.h"
 #include "training/network_export.h"
+#include "training/network_import.h"
 #include "training/record_features.h"
 
 namespace {
@@ -198,6 +201,42 @@ TEST(TrainerExport, EngineScoresTheFixedPointPass) {
   EXPECT_GT(real.max_difference, 1.0) << "the real pass should not floor its activations";
   // The engine's own network is back in place afterwards.
   EXPECT_EQ(network_blob, tesmar_embedded_network);
+}
+
+// Blobs read into a model and exported again, byte for byte: the engine's own network, one with
+// a value in every field, and one whose rows stand at the trainer's limits (king and factor row
+// both at +-4, which only a factor that takes the middle of its group's range can hold).
+TEST(TrainerImport, ExportGivesBackTheBlob) {
+  auto at_limits = distinctive_model();
+  for (int row = 0; row < MODEL_ROWS; ++row)
+    for (int lane = 0; lane < L1_SIZE; ++lane)
+      at_limits->row(row)[lane] = (row < FEATURE_ROWS ? ((row & 63) + lane) % 3 - 1 : (lane % 2 ? 1 : -1)) * ROW_LIMIT;
+  const std::vector<uint8_t> blobs[] = {
+      std::vector<uint8_t>(tesmar_embedded_network, tesmar_embedded_network + NETWORK_BLOB_SIZE),
+      export_network(*distinctive_model()), export_network(*at_limits)};
+  for (size_t b = 0; b < std::size(blobs); ++b) {
+    auto model = std::make_unique<FloatModel>();
+    EXPECT_EQ(import_network(blobs[b].data(), *model), 0) << "blob " << b;
+    const std::vector<uint8_t> again = export_network(*model);
+    const auto differ = std::mismatch(again.begin(), again.end(), blobs[b].begin());
+    EXPECT_TRUE(differ.first == again.end()) << "blob " << b << " differs at byte 0x" << std::hex << (differ.first - again.begin());
+  }
+}
+
+// A group whose king rows differ by more than two row limits can't be held: those lanes are
+// clipped and counted, and nothing else changes.
+TEST(TrainerImport, RowsBeyondTheLimitsAreClippedAndCounted) {
+  std::vector<uint8_t> blob = export_network(*distinctive_model());
+  const int16_t low = -120, high = 120;  // 15 apart in row units, where 8 is the most
+  std::memcpy(blob.data() + (size_t(4096 + 64 * 20 + 3) * L1_SIZE + 5) * 2, &low, 2);
+  std::memcpy(blob.data() + (size_t(4096 + 64 * 20 + 9) * L1_SIZE + 5) * 2, &high, 2);
+  auto model = std::make_unique<FloatModel>();
+  EXPECT_GT(import_network(blob.data(), *model), 0);
+  const std::vector<uint8_t> again = export_network(*model);
+  size_t differing = 0;
+  for (size_t i = 0; i < NETWORK_BLOB_SIZE; ++i) differing += again[i] != blob[i];
+  EXPECT_GE(differing, 1u);
+  EXPECT_LE(differing, 2u * 64);  // lane 5 of that group's rows, two bytes each at most
 }
 
 }  // namespace

@@ -2,11 +2,13 @@
 //   datagen bootstrap --out FILE --positions N [--threads T] [--openings EPD] [--seed S]
 //   datagen selfplay  --out FILE --positions N [--nodes K] [--threads T] [--openings EPD]
 //                     [--random-plies R] [--chess960-share F] [--seed S]
+//   datagen merge OUT IN [IN...]
+//   datagen info FILE [FILE...]
 // bootstrap labels weighted-random games with a small hand-written teacher; selfplay
-// labels the engine's own games with its search scores. Progress goes to stderr.
-#include <unistd.h>
-
-#include <chrono>
+// labels the engine's own games with its search scores. A run appends to FILE until it
+// holds N positions of its seed, so a stopped run goes on when run again. Progress goes
+// to stderr.
+#include <cstring>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -15,6 +17,7 @@
 #include "datagen/bootstrap_game.h"
 #include "datagen/datagen_options.h"
 #include "datagen/engine_search.h"
+#include "datagen/file_commands.h"
 #include "datagen/selfplay_game.h"
 #include "datagen/start_positions.h"
 #include "datagen/workers.h"
@@ -25,31 +28,43 @@
 
 namespace {
 
-// Plays games of one kind until the worker's share is written.
-template <typename PlayGame>
-bool play_until_done(WorkerTask& task, PlayGame play) {
-  GameBoard game;
-  std::vector<TrainingRecord> records;
-  while (task.written < task.target) {
-    const int result = play(game, records);
-    if (!write_game(task, records, result)) return false;
-  }
-  return true;
+// FNV-1a of the network the games are played with: the journal names it, so that every
+// run of a file can be traced to its network.
+uint64_t network_fingerprint(const uint8_t* blob) {
+  uint64_t h = 0xCBF29CE484222325ull;
+  for (uint32_t i = 0; i < NETWORK_BLOB_SIZE; ++i) h = (h ^ blob[i]) * 0x100000001B3ull;
+  return h;
+}
+
+std::string file_name(const std::string& path) {
+  const size_t slash = path.find_last_of('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// What the games of a seed depend on besides the seed, as the journal keeps it.
+std::string run_settings(const DatagenOptions& options, size_t opening_count) {
+  char text[512];
+  const std::string openings =
+      options.openings.empty() ? "startpos" : file_name(options.openings) + "/" + std::to_string(opening_count);
+  if (options.mode == DatagenMode::SELFPLAY)
+    std::snprintf(text, sizeof text, "selfplay nodes %lld random-plies %d chess960-share %g openings %s network %016llx",
+                  (long long)options.nodes, options.random_plies, options.chess960_share, openings.c_str(),
+                  (unsigned long long)network_fingerprint(tesmar_embedded_network));
+  else
+    std::snprintf(text, sizeof text, "bootstrap openings %s", openings.c_str());
+  return text;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc >= 2 && std::strcmp(argv[1], "merge") == 0) return merge_command(argc - 2, argv + 2);
+  if (argc >= 2 && std::strcmp(argv[1], "info") == 0) return info_command(argc - 2, argv + 2);
   DatagenOptions options;
   std::string error;
   if (!parse_datagen_options(argc - 1, argv + 1, options, error)) {
     std::fprintf(stderr, "datagen: %s\n%s", error.c_str(), DATAGEN_USAGE);
     return 2;
-  }
-  // A long run is never overwritten: more data goes into a new file.
-  if (access(options.out.c_str(), F_OK) == 0) {
-    std::fprintf(stderr, "datagen: %s exists; name a new file for each run\n", options.out.c_str());
-    return 1;
   }
   // The opening check reads FENs with the board code, which needs its tables.
   set_default_options(engine_options);
@@ -64,31 +79,25 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "datagen: %s\n", error.c_str());
     return 1;
   }
-  if (!options.seed_given)
-    options.seed = uint64_t(std::chrono::steady_clock::now().time_since_epoch().count());
+  if (options.threads == 0) options.threads = available_cores();
 
   const bool selfplay = options.mode == DatagenMode::SELFPLAY;
-  std::fprintf(stderr, "datagen: %s, %lld positions, %d workers, seed %llu, ", selfplay ? "selfplay" : "bootstrap",
-               (long long)options.positions, options.threads, (unsigned long long)options.seed);
+  std::fprintf(stderr, "datagen: %s into %s, %lld positions of seed %llu, %d workers, ", selfplay ? "selfplay" : "bootstrap",
+               options.out.c_str(), (long long)options.positions, (unsigned long long)options.seed, options.threads);
   if (openings.empty())
     std::fprintf(stderr, "from the start position\n");
   else
     std::fprintf(stderr, "%zu openings from %s\n", openings.size(), options.openings.c_str());
-  WorkerBody body;
+  const RunPlan plan{options.out, options.seed, options.positions, options.threads,
+                     run_settings(options, openings.size())};
   if (selfplay) {
     const SelfplaySettings settings{options.nodes, options.random_plies, options.chess960_share};
-    body = [&openings, settings](WorkerTask& task) {
-      prepare_engine();
-      return play_until_done(task, [&](GameBoard& game, std::vector<TrainingRecord>& records) {
-        return play_selfplay_game(game, openings, settings, task.rng, records);
-      });
-    };
-  } else {
-    body = [&openings](WorkerTask& task) {
-      return play_until_done(task, [&](GameBoard& game, std::vector<TrainingRecord>& records) {
-        return play_bootstrap_game(game, openings, task.rng, records);
-      });
-    };
+    return run_workers(plan, prepare_engine, [&openings, settings](GameBoard& game, SplitMixRng& rng,
+                                                                   std::vector<TrainingRecord>& records) {
+      return play_selfplay_game(game, openings, settings, rng, records);
+    });
   }
-  return run_workers(options.out, options.positions, options.threads, options.seed, body);
+  return run_workers(plan, [] {}, [&openings](GameBoard& game, SplitMixRng& rng, std::vector<TrainingRecord>& records) {
+    return play_bootstrap_game(game, openings, rng, records);
+  });
 }

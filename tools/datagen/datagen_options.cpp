@@ -60,7 +60,6 @@ bool parse_datagen_options(int argc, char** argv, DatagenOptions& options, std::
     } else if (name == "--seed") {
       ok = read_integer(value, 0, INT64_MAX, number);
       options.seed = uint64_t(number);
-      options.seed_given = true;
     } else if (selfplay && name == "--nodes") {
       ok = read_integer(value, 1, int64_t(1) << 40, options.nodes);
     } else if (selfplay && name == "--random-plies") {

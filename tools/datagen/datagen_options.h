@@ -11,17 +11,20 @@ struct DatagenOptions {
   std::string openings;  // EPD file; empty: the start position
   int64_t positions = 0;
   int64_t nodes = 5000;  // self-play: nodes per move
-  int threads = 1;
+  int threads = 0;  // 0: every core the process may run on
   int random_plies = 8;  // self-play: random plies after the opening line
   double chess960_share = 0.1;
-  uint64_t seed = 0;
-  bool seed_given = false;
+  // Fixed by default, so that the same command run again goes on with the same games.
+  uint64_t seed = 1;
 };
 
 constexpr const char* DATAGEN_USAGE =
     "usage: datagen bootstrap --out FILE --positions N [--threads T] [--openings EPD] [--seed S]\n"
     "       datagen selfplay  --out FILE --positions N [--nodes K] [--threads T] [--openings EPD]\n"
-    "                         [--random-plies R] [--chess960-share F] [--seed S]\n";
+    "                         [--random-plies R] [--chess960-share F] [--seed S]\n"
+    "       datagen merge OUT IN [IN...]\n"
+    "       datagen info FILE [FILE...]\n"
+    "A run goes on where FILE stopped: N positions of seed S in all, kept in FILE.journal.\n";
 
 // Reads the arguments after the program name. False with a reason in error when they
 // don't make a run.

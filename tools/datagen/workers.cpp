@@ -1,17 +1,30 @@
 #include "datagen/workers.h"
 
-#include <sys/mman.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <cstring>
 #include <thread>
+
+#include "datagen/run_journal.h"
+#include "training/training_file.h"
 
 namespace {
 
 constexpr auto PROGRESS_INTERVAL = std::chrono::seconds(2);
-constexpr auto POLL_INTERVAL = std::chrono::milliseconds(50);
+constexpr int POLL_MILLISECONDS = 200;
 
 using Clock = std::chrono::steady_clock;
 
@@ -19,128 +32,278 @@ double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-std::string part_path(const std::string& out, int index) { return out + ".part" + std::to_string(index); }
+// What a worker sends ahead of a game's records.
+struct GameMessage {
+  int64_t game;
+  int32_t result;
+  uint32_t count;
+};
 
-void print_progress(const char* prefix, const SharedProgress& p, int64_t target, double seconds) {
-  const int64_t positions = p.positions.load(), games = p.games.load();
-  const double share = games ? 100.0 / double(games) : 0.0;
-  std::fprintf(stderr, "%s%lld/%lld positions, %.0f positions/s, %lld games, W/D/L %.1f%%/%.1f%%/%.1f%%\n", prefix,
-               (long long)positions, (long long)target, seconds > 0 ? double(positions) / seconds : 0.0,
-               (long long)games, double(p.white_wins.load()) * share, double(p.draws.load()) * share,
-               double(p.black_wins.load()) * share);
+bool write_all(int fd, const void* data, size_t bytes) {
+  const char* p = static_cast<const char*>(data);
+  while (bytes > 0) {
+    const ssize_t n = write(fd, p, bytes);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    p += n, bytes -= size_t(n);
+  }
+  return true;
 }
 
-// In the child: never returns.
-[[noreturn]] void run_child(WorkerTask task, const std::string& path, const WorkerBody& body) {
+struct Worker {
+  int stream;
+  pid_t pid = -1;
+  int fd = -1;  // read end of its pipe; -1 once closed
+  std::vector<char> pending;
+};
+
+// In the child: never returns. keep_fd is its pipe's write end; every other descriptor of the
+// parent's files is closed, so that the lock on the journal ends with the parent.
+[[noreturn]] void run_child(int stream, int64_t first_game, uint64_t seed, int keep_fd, const std::vector<int>& close_fds,
+                            const std::function<void()>& prepare, const PlayGame& play) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  for (int fd : close_fds) close(fd);
   // think prints info and bestmove lines that nobody reads.
   if (!std::freopen("/dev/null", "w", stdout)) _exit(1);
-  task.out = std::fopen(path.c_str(), "wb");
-  if (!task.out) {
-    std::fprintf(stderr, "datagen: can't write %s\n", path.c_str());
-    _exit(1);
+  prepare();
+  GameBoard game;
+  std::vector<TrainingRecord> records;
+  for (int64_t g = first_game;; ++g) {
+    SplitMixRng rng = game_rng(seed, stream, g);
+    const int result = play(game, rng, records);
+    const GameMessage message{g, result, uint32_t(records.size())};
+    if (!write_all(keep_fd, &message, sizeof message) ||
+        !write_all(keep_fd, records.data(), records.size() * sizeof(TrainingRecord)))
+      _exit(1);
   }
-  bool ok = body(task);
-  ok = std::fclose(task.out) == 0 && ok;
-  _exit(ok ? 0 : 1);
 }
 
-// Header and the parts in order into a temporary file that becomes out when complete.
-bool join_parts(const std::string& out, int threads, int64_t expected) {
-  const std::string temporary = out + ".tmp";
-  std::FILE* file = std::fopen(temporary.c_str(), "wb");
-  if (!file) {
-    std::fprintf(stderr, "datagen: can't write %s\n", temporary.c_str());
+// The training file and its journal, locked, with anything after the journal's last sound
+// game cut off. False with a message when the run can't go on with them.
+struct RunFiles {
+  int data = -1;
+  int journal = -1;
+  JournalState state;
+  ~RunFiles() {
+    if (data >= 0) close(data);
+    if (journal >= 0) close(journal);
+  }
+};
+
+bool fail(const std::string& message) {
+  std::fprintf(stderr, "datagen: %s\n", message.c_str());
+  return false;
+}
+
+bool new_header(int fd) {
+  std::FILE* file = fdopen(dup(fd), "r+b");
+  if (!file) return false;
+  const bool ok = ftruncate(fd, 0) == 0 && write_training_header(file);
+  return (std::fclose(file) == 0) && ok;
+}
+
+bool header_ok(int fd, const std::string& path) {
+  std::FILE* file = fdopen(dup(fd), "rb");
+  if (!file) return false;
+  const bool ok = read_training_header(file, path.c_str());
+  std::fclose(file);
+  return ok;
+}
+
+bool open_run_files(const std::string& out, RunFiles& files) {
+  const std::string journal_path = out + ".journal";
+  struct stat info;
+  const bool data_exists = stat(out.c_str(), &info) == 0;
+  const bool journal_exists = access(journal_path.c_str(), F_OK) == 0;
+  if (data_exists && !journal_exists && whole_records(info.st_size) > 0)
+    return fail(out + " holds records but has no journal " + journal_path +
+                ", so no run of datagen can go on with it; name a new file (datagen merge joins files)");
+  files.journal = open(journal_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  if (files.journal < 0) return fail("can't open " + journal_path + ": " + std::strerror(errno));
+  if (flock(files.journal, LOCK_EX | LOCK_NB) != 0) return fail("another datagen run is writing " + out);
+  files.data = open(out.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+  if (files.data < 0) return fail("can't open " + out + ": " + std::strerror(errno));
+  if (fstat(files.data, &info) != 0) return fail(out + ": " + std::strerror(errno));
+  if (info.st_size < int64_t(TRAINING_HEADER_BYTES)) {
+    if (!new_header(files.data)) return fail("can't write " + out);
+    info.st_size = TRAINING_HEADER_BYTES;
+  } else if (!header_ok(files.data, out)) {
     return false;
   }
-  bool ok = write_training_header(file);
-  int64_t records = 0;
-  std::vector<char> buffer(1 << 20);
-  for (int i = 0; i < threads && ok; ++i) {
-    std::FILE* part = std::fopen(part_path(out, i).c_str(), "rb");
-    if (!part) {
-      ok = false;
-      break;
-    }
-    for (size_t n; (n = std::fread(buffer.data(), 1, buffer.size(), part)) > 0;) {
-      ok = ok && std::fwrite(buffer.data(), 1, n, file) == n;
-      records += int64_t(n);
-    }
-    std::fclose(part);
-  }
-  ok = std::fclose(file) == 0 && ok;
-  records /= int64_t(sizeof(TrainingRecord));
-  if (ok && records != expected) {
-    std::fprintf(stderr, "datagen: the parts hold %lld records, %lld were asked for\n", (long long)records,
-                 (long long)expected);
-    ok = false;
-  }
-  if (ok && std::rename(temporary.c_str(), out.c_str()) != 0) ok = false;
-  if (!ok) {
-    std::fprintf(stderr, "datagen: failed to write %s\n", out.c_str());
-    std::remove(temporary.c_str());
-  }
-  return ok;
+
+  std::string text;
+  char buffer[1 << 16];
+  for (ssize_t n; (n = read(files.journal, buffer, sizeof buffer)) > 0;) text.append(buffer, size_t(n));
+  std::string error;
+  if (!read_journal(text, whole_records(info.st_size), files.state, error)) return fail(journal_path + ": " + error);
+  const int64_t keep = record_offset(files.state.records);
+  if (info.st_size > keep)
+    std::fprintf(stderr, "datagen: %lld bytes after the last whole game of %s dropped\n",
+                 (long long)(info.st_size - keep), out.c_str());
+  if (int64_t(text.size()) > files.state.bytes)
+    std::fprintf(stderr, "datagen: %lld bytes after the last sound line of %s dropped\n",
+                 (long long)(int64_t(text.size()) - files.state.bytes), journal_path.c_str());
+  if (ftruncate(files.data, keep) != 0 || ftruncate(files.journal, files.state.bytes) != 0 ||
+      lseek(files.data, 0, SEEK_END) < 0 || lseek(files.journal, 0, SEEK_END) < 0)
+    return fail("can't cut " + out + " back to its last whole game");
+  return true;
+}
+
+struct RunCounts {
+  int64_t positions = 0;  // of this run
+  int64_t games = 0;
+  int64_t white_wins = 0, draws = 0, black_wins = 0;
+};
+
+void print_progress(const char* prefix, int64_t have, const RunPlan& plan, const RunCounts& c, double seconds) {
+  const double rate = seconds > 0 ? double(c.positions) / seconds : 0.0;
+  const double share = c.games ? 100.0 / double(c.games) : 0.0;
+  std::fprintf(stderr,
+               "%s%lld/%lld positions, %.0f positions/s, %.1f per worker, %lld games, W/D/L %.1f%%/%.1f%%/%.1f%%\n",
+               prefix, (long long)have, (long long)plan.positions, rate, rate / plan.workers, (long long)c.games,
+               double(c.white_wins) * share, double(c.draws) * share, double(c.black_wins) * share);
 }
 
 }  // namespace
 
-bool write_game(WorkerTask& task, const std::vector<TrainingRecord>& records, int white_result) {
-  const int64_t n = std::min(int64_t(records.size()), task.target - task.written);
-  if (n > 0 && std::fwrite(records.data(), sizeof(TrainingRecord), size_t(n), task.out) != size_t(n)) {
-    std::fprintf(stderr, "datagen: write error in worker %d\n", task.index);
-    return false;
-  }
-  task.written += n;
-  SharedProgress& p = *task.progress;
-  p.positions += n;
-  ++p.games;
-  ++(white_result > 0 ? p.white_wins : white_result < 0 ? p.black_wins : p.draws);
-  return true;
+int available_cores() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof set, &set) == 0) return std::max(1, CPU_COUNT(&set));
+  return std::max(1, int(std::thread::hardware_concurrency()));
 }
 
-int run_workers(const std::string& out, int64_t positions, int threads, uint64_t seed, const WorkerBody& body) {
-  void* shared = mmap(nullptr, sizeof(SharedProgress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (shared == MAP_FAILED) {
-    std::fprintf(stderr, "datagen: no shared memory for the progress counters\n");
+int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const PlayGame& play) {
+  RunFiles files;
+  if (!open_run_files(plan.out, files)) return 1;
+  SeedProgress& progress = files.state.seeds[plan.seed];
+  if (progress.settings.empty()) {
+    progress.settings = plan.settings;
+    const std::string line = run_line(plan.seed, plan.settings);
+    if (!write_all(files.journal, line.data(), line.size())) {
+      fail("can't write " + plan.out + ".journal");
+      return 1;
+    }
+  } else if (progress.settings != plan.settings) {
+    fail("seed " + std::to_string(plan.seed) + " was played into " + plan.out + " with other settings:\n  " +
+         progress.settings + "\nthis run has:\n  " + plan.settings + "\nrun it with those settings or another seed");
     return 1;
   }
-  SharedProgress* progress = ::new (shared) SharedProgress{};
-
-  const auto start = Clock::now();
-  std::vector<pid_t> children(size_t(threads), -1);
-  std::fflush(nullptr);
-  for (int i = 0; i < threads; ++i) {
-    WorkerTask task{i, positions / threads + (i < positions % threads ? 1 : 0), 0, worker_rng(seed, i), nullptr,
-                    progress};
-    const pid_t pid = fork();
-    if (pid == 0) run_child(task, part_path(out, i), body);
-    children[size_t(i)] = pid;
-    if (pid < 0) std::fprintf(stderr, "datagen: can't start worker %d\n", i);
+  int64_t have = progress.positions, records = files.state.records;
+  if (have > 0)
+    std::fprintf(stderr, "datagen: %s holds %lld positions of seed %llu in %lld games; going on\n", plan.out.c_str(),
+                 (long long)have, (unsigned long long)plan.seed, (long long)progress.games);
+  if (have >= plan.positions) {
+    std::fprintf(stderr, "datagen: done: %lld/%lld positions already\n", (long long)have, (long long)plan.positions);
+    return 0;
   }
 
-  bool failed = std::count(children.begin(), children.end(), -1) > 0;
-  int running = threads - int(std::count(children.begin(), children.end(), -1));
+  std::vector<Worker> workers(size_t(plan.workers));
+  std::vector<int> parent_fds{files.data, files.journal};
+  std::fflush(nullptr);
+  bool failed = false;
+  for (int i = 0; i < plan.workers; ++i) {
+    Worker& w = workers[size_t(i)];
+    w.stream = i;
+    int ends[2];
+    if (pipe(ends) != 0) {
+      failed = true;
+      break;
+    }
+    const int64_t first_game = progress.next_game.count(i) ? progress.next_game[i] : 0;
+    w.pid = fork();
+    if (w.pid == 0) {
+      std::vector<int> close_fds = parent_fds;
+      close_fds.push_back(ends[0]);
+      run_child(i, first_game, plan.seed, ends[1], close_fds, prepare, play);
+    }
+    close(ends[1]);
+    w.fd = ends[0];
+    parent_fds.push_back(ends[0]);
+    if (w.pid < 0) {
+      failed = true;
+      break;
+    }
+  }
+
+  const auto start = Clock::now();
   auto next_report = start + PROGRESS_INTERVAL;
-  while (running > 0) {
-    std::this_thread::sleep_for(POLL_INTERVAL);
-    for (pid_t& child : children) {
-      int status = 0;
-      if (child <= 0 || waitpid(child, &status, WNOHANG) != child) continue;
-      if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) failed = true;
-      child = 0;
-      --running;
+  RunCounts counts;
+  std::vector<char> buffer(1 << 16);
+  bool done = false;
+  while (!done && !failed) {
+    std::vector<pollfd> polled;
+    std::vector<Worker*> owners;
+    for (Worker& w : workers)
+      if (w.fd >= 0) polled.push_back({w.fd, POLLIN, 0}), owners.push_back(&w);
+    if (polled.empty()) break;
+    if (poll(polled.data(), polled.size(), POLL_MILLISECONDS) < 0 && errno != EINTR) break;
+    for (size_t k = 0; k < polled.size() && !done && !failed; ++k) {
+      if (!polled[k].revents) continue;
+      Worker& w = *owners[k];
+      const ssize_t got = read(w.fd, buffer.data(), buffer.size());
+      if (got <= 0) {
+        if (got < 0 && errno == EINTR) continue;
+        std::fprintf(stderr, "datagen: worker %d stopped\n", w.stream);
+        failed = true;
+        break;
+      }
+      w.pending.insert(w.pending.end(), buffer.begin(), buffer.begin() + got);
+      size_t used = 0;
+      while (!done && w.pending.size() - used >= sizeof(GameMessage)) {
+        GameMessage message;
+        std::memcpy(&message, w.pending.data() + used, sizeof message);
+        const size_t bytes = sizeof message + size_t(message.count) * sizeof(TrainingRecord);
+        if (w.pending.size() - used < bytes) break;
+        // The records that the seed still takes: the game that reaches the target is cut.
+        const int64_t take = std::min(int64_t(message.count), plan.positions - have);
+        const std::string line = game_line(plan.seed, w.stream, message.game, take, message.result, records + take);
+        if (!write_all(files.data, w.pending.data() + used + sizeof message, size_t(take) * sizeof(TrainingRecord)) ||
+            !write_all(files.journal, line.data(), line.size())) {
+          fail("write error on " + plan.out);
+          failed = true;
+          break;
+        }
+        used += bytes;
+        records += take, have += take;
+        counts.positions += take;
+        ++counts.games;
+        ++(message.result > 0 ? counts.white_wins : message.result < 0 ? counts.black_wins : counts.draws);
+        done = have >= plan.positions;
+      }
+      w.pending.erase(w.pending.begin(), w.pending.begin() + long(used));
     }
     if (Clock::now() >= next_report) {
-      print_progress("datagen: ", *progress, positions, seconds_since(start));
+      print_progress("datagen: ", have, plan, counts, seconds_since(start));
       next_report = Clock::now() + PROGRESS_INTERVAL;
     }
   }
+  const double seconds = seconds_since(start);
 
-  const bool joined = !failed && join_parts(out, threads, positions);
-  for (int i = 0; i < threads; ++i) std::remove(part_path(out, i).c_str());
-  if (failed) std::fprintf(stderr, "datagen: a worker failed; no file written\n");
-  if (!joined) return 1;
-  print_progress("datagen: done: ", *progress, positions, seconds_since(start));
-  std::fprintf(stderr, "datagen: wrote %s in %.1f s\n", out.c_str(), seconds_since(start));
+  // Games still being played are not wanted any more. The workers' processor time gives a
+  // speed that other work on a shared machine doesn't lower.
+  double cpu_seconds = 0;
+  for (Worker& w : workers) {
+    if (w.pid > 0) {
+      kill(w.pid, SIGKILL);
+      rusage usage{};
+      wait4(w.pid, nullptr, 0, &usage);
+      cpu_seconds += double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                     1e-6 * double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+    }
+    if (w.fd >= 0) close(w.fd);
+  }
+  const std::string line = speed_line(plan.seed, plan.workers, counts.positions, seconds, cpu_seconds);
+  if (!write_all(files.journal, line.data(), line.size()) || fdatasync(files.data) != 0) failed = true;
+  if (failed || !done) {
+    std::fprintf(stderr, "datagen: stopped with %lld of %lld positions of seed %llu in %s; run the same command to go on\n",
+                 (long long)have, (long long)plan.positions, (unsigned long long)plan.seed, plan.out.c_str());
+    return 1;
+  }
+  print_progress("datagen: done: ", have, plan, counts, seconds);
+  std::fprintf(stderr,
+               "datagen: wrote %lld positions in %.1f s: %.1f positions/s per worker, %d workers; %.1f positions per "
+               "second of processor time\n",
+               (long long)counts.positions, seconds, seconds > 0 ? double(counts.positions) / seconds / plan.workers : 0.0,
+               plan.workers, cpu_seconds > 0 ? double(counts.positions) / cpu_seconds : 0.0);
   return 0;
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -6,9 +7,10 @@
 
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
-#include "trainer/dataset.h"
 #include "training/export_check.h"
 #include "training/network_export.h"
+#include "training/record_features.h"
+#include "training/training_set.h"
 
 namespace {
 
@@ -74,13 +76,18 @@ int check_command(int argc, char** argv) {
                  word, EXPECTED_FRACTION_BITS[fault]);
     return 1;
   }
-  std::vector<TrainingRecord> records;
-  if (!load_records(args.data, records)) return 1;
-  std::vector<uint32_t> training, validation;
-  split_records(records.size(), checkpoint->settings.validation_share, checkpoint->settings.seed, training, validation);
-  const std::vector<uint32_t>& pool = validation.empty() ? training : validation;
-  std::vector<TrainingRecord> chosen;
-  for (size_t i = 0; i < pool.size() && long(chosen.size()) < args.positions; ++i) chosen.push_back(records[pool[i]]);
+  TrainingSet set;
+  const TrainSettings& settings = checkpoint->settings;
+  if (!open_training_set(args.data, settings.validation_share, settings.seed, DEFAULT_CHUNK_RECORDS, set, args.positions))
+    return 1;
+  // The held-out positions, or the first ones when none are held out.
+  std::vector<TrainingRecord> chosen = set.validation;
+  if (chosen.empty()) {
+    chosen.resize(size_t(std::min<int64_t>(args.positions, set.files.total)));
+    if (!read_training_records(set.files, 0, int64_t(chosen.size()), chosen.data())) return 1;
+    chosen.erase(std::remove_if(chosen.begin(), chosen.end(), [](const TrainingRecord& r) { return !record_is_valid(r); }),
+                 chosen.end());
+  }
   // The arithmetic the model was trained in first; the other one shows what rounding costs.
   const bool trained_fixed = checkpoint->settings.fixed_point != 0;
   for (const bool fixed_point : {trained_fixed, !trained_fixed}) {

@@ -29,6 +29,11 @@ const char* const TRAINER_USAGE =
     "      --seed N               seed of the starting weights, the split and the shuffles (1)\n"
     "      --threads T            threads (all cores)\n"
     "      --resume CKPT          continue from a checkpoint; its settings hold unless given again\n"
+    "      --init NET             start from the weights of a network blob (data/tesmar.net, the\n"
+    "                             network the engine carries) instead of random ones\n"
+    "      --chunk N              records read and shuffled together (16777216): each epoch takes\n"
+    "                             blocks of the files in a random order, N records at a time, and\n"
+    "                             shuffles within them; two chunks are in memory at once\n"
     "  trainer export --checkpoint CKPT --out FILE.net\n"
     "      Writes the network of a checkpoint.\n"
     "  trainer check --checkpoint CKPT --net FILE.net --data FILE [FILE...] [--positions N]\n"
@@ -75,6 +80,10 @@ bool parse_train_options(int argc, char** argv, TrainOptions& options) {
       options.resume = text;
       continue;
     }
+    if (!std::strcmp(name, "--init")) {
+      options.init = text;
+      continue;
+    }
     if (!std::strcmp(name, "--seed")) {
       char* end;
       s.seed = std::strtoull(text, &end, 10);
@@ -94,13 +103,14 @@ bool parse_train_options(int argc, char** argv, TrainOptions& options) {
     else if (!std::strcmp(name, "--scale")) s.scale = v;
     else if (!std::strcmp(name, "--validation-share")) s.validation_share = v;
     else if (!std::strcmp(name, "--threads")) options.threads = int(v);
+    else if (!std::strcmp(name, "--chunk")) options.chunk = int64_t(v);
     else {
       std::fprintf(stderr, "unknown option %s\n", name);
       return false;
     }
   }
-  if (s.batch < 1 || s.epochs < 1 || options.threads < 1 || s.scale <= 0) {
-    std::fprintf(stderr, "--batch, --epochs, --threads and --scale must be positive\n");
+  if (s.batch < 1 || s.epochs < 1 || options.threads < 1 || s.scale <= 0 || options.chunk < 1) {
+    std::fprintf(stderr, "--batch, --epochs, --threads, --scale and --chunk must be positive\n");
     return false;
   }
   return true;

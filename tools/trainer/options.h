@@ -21,12 +21,17 @@ struct TrainSettings {
   uint64_t seed = 1;
 };
 
+// Records read and shuffled together: 512 MB of them, two chunks at a time in memory.
+constexpr int64_t DEFAULT_CHUNK_RECORDS = int64_t(1) << 24;
+
 struct TrainOptions {
   TrainSettings settings;
   std::vector<std::string> data;
   std::string out;
   std::string resume;
+  std::string init;  // a network blob to start from
   int threads = 1;
+  int64_t chunk = DEFAULT_CHUNK_RECORDS;
 };
 
 // Reads the arguments after "train" over options (so the settings of a checkpoint can be the

@@ -3,17 +3,19 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 #include <memory>
-#include <random>
 #include <thread>
 
+#include "eval/network.h"
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
-#include "trainer/dataset.h"
 #include "trainer/loss_log.h"
 #include "trainer/options.h"
 #include "trainer/train_step.h"
 #include "training/network_export.h"
+#include "training/network_import.h"
+#include "training/training_set.h"
 
 namespace {
 
@@ -42,6 +44,10 @@ int train_command(int argc, char** argv) {
     std::fprintf(stderr, "train needs --data and --out\n");
     return 2;
   }
+  if (!options.resume.empty() && !options.init.empty()) {
+    std::fprintf(stderr, "--resume goes on with a checkpoint's weights, --init starts from a network: give one of them\n");
+    return 2;
+  }
   auto checkpoint = std::make_unique<Checkpoint>();
   if (!options.resume.empty()) {
     if (!load_checkpoint(options.resume, *checkpoint)) return 1;
@@ -51,6 +57,18 @@ int train_command(int argc, char** argv) {
     resumed.threads = cores;
     if (!parse_train_options(argc, argv, resumed)) return 2;
     options = resumed;
+  } else if (!options.init.empty()) {
+    const std::vector<uint8_t> blob = read_network_file(options.init.c_str());
+    if (blob.empty()) return 1;
+    const int fault = network_header_fault(blob.data());
+    if (fault >= 0) {
+      std::fprintf(stderr, "%s: layer %d has the wrong fractional bits for this engine\n", options.init.c_str(), fault + 1);
+      return 1;
+    }
+    const int64_t clipped = import_network(blob.data(), checkpoint->model);
+    std::printf("starting from the network %s", options.init.c_str());
+    if (clipped) std::printf(" (%lld row values beyond the trainer's limits clipped)", (long long)clipped);
+    std::printf("\n");
   } else {
     init_model(checkpoint->model, options.settings.seed);
   }
@@ -62,16 +80,17 @@ int train_command(int argc, char** argv) {
     std::fprintf(stderr, "%s: %s\n", options.out.c_str(), error.message().c_str());
     return 1;
   }
-  std::vector<TrainingRecord> records;
-  if (!load_records(options.data, records)) return 1;
-  std::vector<uint32_t> training, validation;
-  split_records(records.size(), settings.validation_share, settings.seed, training, validation);
-  if (training.empty()) {
+  TrainingSet set;
+  if (!open_training_set(options.data, settings.validation_share, settings.seed, options.chunk, set)) return 1;
+  if (set.training_positions == 0) {
     std::fprintf(stderr, "no positions to train on\n");
     return 1;
   }
-  std::printf("%zu training positions, %zu validation positions, %d threads, batch %d\n", training.size(),
-              validation.size(), options.threads, settings.batch);
+  std::vector<uint32_t> validation(set.validation.size());
+  for (size_t i = 0; i < validation.size(); ++i) validation[i] = uint32_t(i);
+  std::printf("%lld training positions, %zu validation positions, %d threads, batch %d, chunks of %lld records\n",
+              (long long)set.training_positions, validation.size(), options.threads, settings.batch,
+              (long long)set.chunk_records);
   if (checkpoint->epoch >= settings.epochs) std::printf("the checkpoint has %d epochs already\n", checkpoint->epoch);
 
   const LossSettings loss{float(settings.lambda), float(settings.scale), settings.fixed_point != 0};
@@ -79,41 +98,53 @@ int train_command(int argc, char** argv) {
   for (int epoch = checkpoint->epoch + 1; epoch <= settings.epochs; ++epoch) {
     const double rate = learning_rate(settings, epoch);
     // The order of an epoch depends on the seed and the epoch alone, so a resumed run takes the
-    // same steps as one that never stopped.
-    std::vector<uint32_t> order = training;
-    std::mt19937_64 rng(settings.seed ^ (0x9E3779B97F4A7C15ull * uint64_t(epoch)));
-    std::shuffle(order.begin(), order.end(), rng);
+    // same steps as one that never stopped, on any thread count.
+    const std::vector<int64_t> blocks = epoch_blocks(set, epoch);
+    const int chunks = epoch_chunks(set, blocks);
     const Clock::time_point start = Clock::now();
     Clock::time_point last_print = start;
     bool progress_shown = false;
     double loss_sum = 0;
     size_t done = 0;
-    while (done < order.size()) {
-      const int count = int(std::min<size_t>(size_t(settings.batch), order.size() - done));
-      loss_sum += train_batch(checkpoint->model, checkpoint->adam, buffers, records.data(), order.data() + done,
-                              count, float(rate), loss);
-      done += size_t(count);
-      if (std::chrono::duration<double>(Clock::now() - last_print).count() >= 1.0) {
-        last_print = Clock::now();
-        progress_shown = true;
-        std::printf("\repoch %d  %zu/%zu  loss %.6f  %.0f pos/s ", epoch, done, order.size(),
-                    loss_sum / double(done), double(done) / seconds_since(start));
-        std::fflush(stdout);
+    // The next chunk is read while the steps run on this one.
+    auto read_chunk = [&set, &blocks, epoch](int index) {
+      auto chunk = std::make_unique<Chunk>();
+      if (!load_chunk(set, blocks, epoch, index, *chunk)) chunk.reset();
+      return chunk;
+    };
+    auto next = std::async(std::launch::async, read_chunk, 0);
+    for (int index = 0; index < chunks; ++index) {
+      const std::unique_ptr<Chunk> chunk = next.get();
+      if (!chunk) return 1;
+      if (index + 1 < chunks) next = std::async(std::launch::async, read_chunk, index + 1);
+      for (size_t at = 0; at < chunk->order.size();) {
+        const int count = int(std::min<size_t>(size_t(settings.batch), chunk->order.size() - at));
+        loss_sum += train_batch(checkpoint->model, checkpoint->adam, buffers, chunk->records.data(),
+                                chunk->order.data() + at, count, float(rate), loss);
+        at += size_t(count), done += size_t(count);
+        if (std::chrono::duration<double>(Clock::now() - last_print).count() >= 1.0) {
+          last_print = Clock::now();
+          progress_shown = true;
+          std::printf("\repoch %d  %zu/%lld  loss %.6f  %.0f pos/s ", epoch, done, (long long)set.training_positions,
+                      loss_sum / double(done), double(done) / seconds_since(start));
+          std::fflush(stdout);
+        }
       }
     }
     const double seconds = seconds_since(start);
     EpochRow row;
     row.epoch = epoch;
     row.train_loss = loss_sum / double(done);
-    row.validation_loss = mean_loss(checkpoint->model, records.data(), validation, loss, options.threads);
+    row.validation_loss = mean_loss(checkpoint->model, set.validation.data(), validation, loss, options.threads);
     row.learning_rate = rate;
     row.positions_per_second = double(done) / seconds;
     row.seconds = seconds;
     checkpoint->history.push_back(row);
     checkpoint->epoch = epoch;
     if (progress_shown) std::printf("\n");
-    std::printf("epoch %d  train loss %.6f  validation loss %.6f  lr %.3g  %.0f pos/s  %.1f s\n", epoch,
-                row.train_loss, row.validation_loss, rate, row.positions_per_second, seconds);
+    std::printf("epoch %d  train loss %.6f  validation loss %.6f  lr %.3g  %.0f pos/s (%.0f per thread)  %.1f s\n",
+                epoch, row.train_loss, row.validation_loss, rate, row.positions_per_second,
+                row.positions_per_second / options.threads, seconds);
     std::fflush(stdout);
     if (!write_epoch_outputs(*checkpoint, out)) return 1;
   }

@@ -16,12 +16,12 @@ void put(std::vector<uint8_t>& blob, size_t offset, T value) {
   std::memcpy(blob.data() + offset, &value, sizeof value);
 }
 
+}  // namespace
+
 bool unused_pawn_row(int row) {
   const int plane = row / 4096, rank = (row / 64) % 64 / 8;
   return (plane == 0 || plane == 5) && (rank == 0 || rank == 7);
 }
-
-}  // namespace
 
 int16_t folded_lane(const FloatModel& model, int row, int lane) {
   float value = model.row(row)[lane];

@@ -7,6 +7,9 @@
 #include "training/fixed_point.h"
 #include "training/float_model.h"
 
+// Rows of pawns on the first or last rank: no position switches them on, and the blob holds zeros.
+bool unused_pawn_row(int row);
+
 // The value of a row lane of the blob: king row plus factor row, scaled; 0 for the rows of pawns
 // on the first and last rank, which no position switches on.
 int16_t folded_lane(const FloatModel& model, int row, int lane);

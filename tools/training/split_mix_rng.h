@@ -19,8 +19,11 @@ struct SplitMixRng {
   double uniform() { return double(next() >> 11) * 0x1.0p-53; }
 };
 
-// The stream of worker `index` for a run seed: far apart for neighbouring seeds and indexes.
-inline SplitMixRng worker_rng(uint64_t seed, int index) {
-  SplitMixRng mixer{seed ^ (uint64_t(index) * 0xD1B54A32D192ED03ull)};
-  return SplitMixRng{mixer.next()};
+// The stream of one game of a datagen run: game `game` of stream `stream` under a run seed.
+// A game's moves and openings then follow from these three numbers alone, so a resumed run
+// plays on where its streams stopped and never plays a game twice.
+inline SplitMixRng game_rng(uint64_t seed, int stream, int64_t game) {
+  SplitMixRng by_stream{seed ^ (uint64_t(stream) * 0xD1B54A32D192ED03ull)};
+  SplitMixRng by_game{by_stream.next() ^ (uint64_t(game) * 0x9E3779B97F4A7C15ull)};
+  return SplitMixRng{by_game.next()};
 }
