@@ -101,7 +101,7 @@ int main(int argc, char** argv) {
   const double move_ns = nanoseconds_per_child(*thread, samples, count, checksum);
   std::printf("positions after one quiet move: %lld (from %zu parents)\n", (long long)count, samples.size());
   std::printf("make and undo alone: %8.1f ns\n", move_ns);
-  std::printf("build's own form: %s\n", native_eval_form().name);
+  std::printf("the engine's form: %s\n", engine_eval_form->name);
   std::printf("%-12s %22s %22s %14s\n", "form", "ns with the move", "ns evaluate alone", "x plain");
   double plain_ns = 0;
   int64_t plain_sum = 0;

@@ -13,15 +13,13 @@ constexpr int PLANE_SWAP[10] = {5, 6, 7, 8, 9, 0, 1, 2, 3, 4};
 
 inline int feature_row(int plane, Square s, Square king) { return plane * 4096 + s * 64 + king; }
 
-}  // namespace
-
-void rebuild_accumulator(const Position& pos, int view, int16_t* acc, ApplyRows apply_rows) {
+// The rows of one view's accumulator from scratch: every piece but the kings, and the view's rights.
+void gather_all_rows(const Position& pos, int view, RowBatch& batch) {
   // View 1 sees the board from the other side: squares XOR 56, own and enemy exchanged.
   const int flip = view ? 56 : 0;
   const Bitboard mine = view ? enemy_pieces(pos) : pos.bb[OWN];
   const Bitboard theirs = pos.bb[OCCUPIED] ^ mine;
   const Square king = lsb(pos.bb[KING] & mine) ^ flip;
-  RowBatch batch;
   batch.added_count = batch.removed_count = 0;
   for (int t = PAWN; t <= QUEEN; ++t) {
     for (Bitboard b = pos.bb[t] & mine; b; b &= b - 1)
@@ -32,12 +30,57 @@ void rebuild_accumulator(const Position& pos, int view, int16_t* acc, ApplyRows 
   const int rights = view ? pos.castling >> 8 : pos.castling;
   if ((rights & 15) != NO_RIGHT) batch.added[batch.added_count++] = network_row(ROW_KING_SIDE_RIGHT);
   if (((rights >> 4) & 15) != NO_RIGHT) batch.added[batch.added_count++] = network_row(ROW_QUEEN_SIDE_RIGHT);
+}
+
+// The rows that the moves from the base ply to ply change in one view. A long walk is
+// applied in parts as the batch fills up; source then becomes acc.
+void gather_changed_rows(const ThreadData& thread, int base, int ply, int view, int16_t* acc, const int16_t*& source,
+                         RowBatch& batch, ApplyRows apply_rows) {
+  const PlyRecord* records = thread.ply_records;
+  const Position& pos = *thread.current_position;
+  const Square king = view ? enemy_king_square(pos) ^ 56 : own_king_square(pos);
+  batch.added_count = batch.removed_count = 0;
+  for (int j = base; j < ply; ++j) {
+    // A move puts at most 2 entries in added and 4 in removed; flush before the batch overflows.
+    if (batch.added_count > RowBatch::CAPACITY - 8 || batch.removed_count > RowBatch::CAPACITY - 8) {
+      apply_rows(acc, source, batch);
+      source = acc;
+      batch.added_count = batch.removed_count = 0;
+    }
+    const FeatureDelta& d = records[j].delta;
+    // View 0 moved at ply j when the distance is even, view 1 when it is odd.
+    const bool same = ((j ^ ply) & 1) == view;
+    auto row_of = [&](uint32_t e) {
+      const int plane = int(e >> 6);
+      const Square s = Square(e & 63);
+      return network_row(same ? feature_row(plane, s, king) : feature_row(PLANE_SWAP[plane], s ^ 56, king));
+    };
+    for (int k = 0; k < d.added_count; ++k) batch.added[batch.added_count++] = row_of(d.added[k]);
+    for (int k = 0; k < d.removed_count; ++k) {
+      const uint32_t e = d.removed[k];
+      if (!(e & RIGHT_LOST_CODES)) {
+        batch.removed[batch.removed_count++] = row_of(e);
+        continue;
+      }
+      // A right-lost code: the mover's view counts its own rights, the other view the opponent's.
+      const bool mover_code = e == RIGHT_LOST_OWN_KING_SIDE || e == RIGHT_LOST_OWN_QUEEN_SIDE;
+      if (mover_code != same) continue;
+      const bool king_side = e == RIGHT_LOST_OWN_KING_SIDE || e == RIGHT_LOST_ENEMY_KING_SIDE;
+      batch.removed[batch.removed_count++] = network_row(king_side ? ROW_KING_SIDE_RIGHT : ROW_QUEEN_SIDE_RIGHT);
+    }
+  }
+}
+
+}  // namespace
+
+void rebuild_accumulator(const Position& pos, int view, int16_t* acc, ApplyRows apply_rows) {
+  RowBatch batch;
+  gather_all_rows(pos, view, batch);
   apply_rows(acc, network_l1_bias(), batch);
 }
 
 void update_accumulators(ThreadData& thread, int ply, ApplyRows apply_rows) {
   PlyRecord* records = thread.ply_records;
-  const Position& pos = *thread.current_position;
   int base = ply - 1;
   while (base >= 0 && !records[base].acc_valid) --base;
 
@@ -46,47 +89,18 @@ void update_accumulators(ThreadData& thread, int ply, ApplyRows apply_rows) {
     if (records[j].delta.king_moved) rebuild[(j ^ ply) & 1] = true;
 
   PlyRecord& target = records[ply];
+  RowBatch batches[2];
+  const int16_t* sources[2];
   for (int view = 0; view < 2; ++view) {
-    int16_t* acc = target.accumulators[view];
     if (rebuild[view]) {
-      rebuild_accumulator(pos, view, acc, apply_rows);
-      continue;
+      gather_all_rows(*thread.current_position, view, batches[view]);
+      sources[view] = network_l1_bias();
+    } else {
+      // A move passes the turn: view 0 here is view 1 at the base when the distance is odd.
+      sources[view] = records[base].accumulators[view ^ ((base ^ ply) & 1)];
+      gather_changed_rows(thread, base, ply, view, target.accumulators[view], sources[view], batches[view], apply_rows);
     }
-    const int parity = (base ^ ply) & 1;
-    const int16_t* source = records[base].accumulators[view ^ parity];
-    const Square king = view ? enemy_king_square(pos) ^ 56 : own_king_square(pos);
-    RowBatch batch;
-    batch.added_count = batch.removed_count = 0;
-    for (int j = base; j < ply; ++j) {
-      // A move puts at most 2 entries in added and 4 in removed; flush before the batch overflows.
-      if (batch.added_count > RowBatch::CAPACITY - 8 || batch.removed_count > RowBatch::CAPACITY - 8) {
-        apply_rows(acc, source, batch);
-        source = acc;
-        batch.added_count = batch.removed_count = 0;
-      }
-      const FeatureDelta& d = records[j].delta;
-      // View 0 moved at ply j when the distance is even, view 1 when it is odd.
-      const bool same = ((j ^ ply) & 1) == view;
-      auto row_of = [&](uint32_t e) {
-        const int plane = int(e >> 6);
-        const Square s = Square(e & 63);
-        return network_row(same ? feature_row(plane, s, king) : feature_row(PLANE_SWAP[plane], s ^ 56, king));
-      };
-      for (int k = 0; k < d.added_count; ++k) batch.added[batch.added_count++] = row_of(d.added[k]);
-      for (int k = 0; k < d.removed_count; ++k) {
-        const uint32_t e = d.removed[k];
-        if (!(e & RIGHT_LOST_CODES)) {
-          batch.removed[batch.removed_count++] = row_of(e);
-          continue;
-        }
-        // A right-lost code: the mover's view counts its own rights, the other view the opponent's.
-        const bool mover_code = e == RIGHT_LOST_OWN_KING_SIDE || e == RIGHT_LOST_OWN_QUEEN_SIDE;
-        if (mover_code != same) continue;
-        const bool king_side = e == RIGHT_LOST_OWN_KING_SIDE || e == RIGHT_LOST_ENEMY_KING_SIDE;
-        batch.removed[batch.removed_count++] = network_row(king_side ? ROW_KING_SIDE_RIGHT : ROW_QUEEN_SIDE_RIGHT);
-      }
-    }
-    apply_rows(acc, source, batch);
   }
+  for (int view = 0; view < 2; ++view) apply_rows(target.accumulators[view], sources[view], batches[view]);
   target.acc_valid = 1;
 }

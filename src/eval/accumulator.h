@@ -8,8 +8,8 @@ struct ThreadData;
 struct Position;
 
 // Brings the accumulators of record ply up to date; current_position must be the position at ply.
-// apply_rows is the form that adds the rows: the build's own unless a test or benchmark picks one.
-void update_accumulators(ThreadData& thread, int ply, ApplyRows apply_rows = native_form::apply_rows);
+// apply_rows is the form that adds the rows: the engine's unless a test or benchmark picks one.
+void update_accumulators(ThreadData& thread, int ply, ApplyRows apply_rows = engine_eval_form->apply_rows);
 
 // Writes the accumulator of one view (0: side to move, 1: the other side) from scratch.
-void rebuild_accumulator(const Position& pos, int view, int16_t* acc, ApplyRows apply_rows = native_form::apply_rows);
+void rebuild_accumulator(const Position& pos, int view, int16_t* acc, ApplyRows apply_rows = engine_eval_form->apply_rows);

@@ -18,8 +18,17 @@ const EvalForm EVAL_FORMS[EVAL_FORM_COUNT] = {
     {"avx512-vnni", has_avx512_vnni, avx512_vnni_form::apply_rows, avx512_vnni_form::forward_pass},
 };
 
-const EvalForm& native_eval_form() {
-  for (const EvalForm& form : EVAL_FORMS)
-    if (form.forward_pass == native_form::forward_pass) return form;
-  return EVAL_FORMS[0];
+namespace {
+
+const EvalForm* choose_engine_form() {
+#ifdef TESMAR_PORTABLE_BUILD
+  __builtin_cpu_init();  // this runs among the constructors, perhaps before the library's own
+  for (int i = EVAL_FORM_COUNT - 1; i > 0; --i)
+    if (EVAL_FORMS[i].runs_here()) return &EVAL_FORMS[i];
+#endif
+  return &EVAL_FORMS[NATIVE_FORM_INDEX];
 }
+
+}  // namespace
+
+const EvalForm* const engine_eval_form = choose_engine_form();

@@ -4,8 +4,8 @@
 //
 // Each form lives in its own file, compiled for its own instruction set whatever the
 // build targets, so that the tests can hold every form the processor runs against the
-// plain integer form. The engine itself calls the form of the processor it was built
-// for (native_form below), directly.
+// plain integer form. The engine calls the form of the processor it was built for, or,
+// in the portable build, the widest form the processor it runs on has (engine_eval_form).
 //
 // The form files include only this header and the intrinsics: anything inline they
 // took from elsewhere could be emitted with instructions the processor lacks and
@@ -64,12 +64,16 @@ TESMAR_DECLARE_EVAL_FORM(avx512_vnni_form)  // 64-byte vectors with the 8-bit do
 // The form of the processor this build targets.
 #if defined(__AVX512VNNI__) && defined(__AVX512BW__) && defined(__AVX512VL__)
 namespace native_form = avx512_vnni_form;
+constexpr int NATIVE_FORM_INDEX = 4;
 #elif defined(__AVX512BW__) && defined(__AVX512VL__)
 namespace native_form = avx512_form;
+constexpr int NATIVE_FORM_INDEX = 3;
 #elif defined(__AVX2__)
 namespace native_form = avx2_form;
+constexpr int NATIVE_FORM_INDEX = 2;
 #else
 namespace native_form = sse41_form;
+constexpr int NATIVE_FORM_INDEX = 1;
 #endif
 
 struct EvalForm {
@@ -83,5 +87,6 @@ constexpr int EVAL_FORM_COUNT = 5;
 // Plain first, then the vector forms from the narrowest.
 extern const EvalForm EVAL_FORMS[EVAL_FORM_COUNT];
 
-// The entry of EVAL_FORMS that the engine uses.
-const EvalForm& native_eval_form();
+// The form that evaluate uses. A build for one processor uses that processor's form; the
+// portable build, which runs anywhere, takes at start-up the widest form the processor has.
+extern const EvalForm* const engine_eval_form;

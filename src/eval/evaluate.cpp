@@ -31,10 +31,7 @@ int32_t finish_score(const Position& pos, int32_t score) {
 }
 
 int32_t evaluate(ThreadData& thread, int ply) {
-  update_accumulators(thread, ply);
-  const PlyRecord& r = thread.ply_records[ply];
-  return finish_score(*thread.current_position,
-                      native_form::forward_pass(r.accumulators[0], r.accumulators[1], forward_weights));
+  return evaluate_in_form(thread, ply, *engine_eval_form);
 }
 
 int32_t evaluate_in_form(ThreadData& thread, int ply, const EvalForm& form) {

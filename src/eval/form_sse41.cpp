@@ -38,7 +38,7 @@ struct Ops {
 namespace sse41_form {
 
 void apply_rows(int16_t* acc, const int16_t* source, const RowBatch& batch) {
-  vector_kernels::apply_rows<Ops, 8>(acc, source, batch);
+  vector_kernels::apply_rows<Ops, 16>(acc, source, batch);
 }
 
 int32_t forward_pass(const int16_t* acc_own, const int16_t* acc_other, const ForwardWeights& w) {

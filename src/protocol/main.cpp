@@ -7,6 +7,8 @@
 #include "protocol/read_loop.h"
 #include "protocol/search_limits.h"
 #include "search/reductions.h"
+#include "tablebase/index_tables.h"
+#include "tablebase/registry.h"
 
 int main(int argc, char** argv) {
   set_default_options(engine_options);
@@ -16,6 +18,8 @@ int main(int argc, char** argv) {
   search_limits.tb_largest = 0;
   init_board_tables();
   init_reduction_tables();
+  tb_tables_init();
+  search_limits.tb_largest = tb_init("<empty>");
   // The forward pass reads aligned copies of the small layers; a blob made for
   // other arithmetic is refused before any command is read.
   load_network(tesmar_embedded_network);

@@ -5,6 +5,7 @@
 #include "protocol/commands.h"
 #include "protocol/engine_options.h"
 #include "protocol/search_limits.h"
+#include "tablebase/registry.h"
 
 char syzygy_path[COMMAND_BUFFER_SIZE] = "<empty>";
 
@@ -60,6 +61,7 @@ void store_option(const char* name, const char* value) {
   } else if (std::strcmp(name, "SyzygyPath") == 0) {
     std::strncpy(syzygy_path, value, sizeof syzygy_path - 1);
     syzygy_path[sizeof syzygy_path - 1] = 0;
+    search_limits.tb_largest = tb_init(syzygy_path);
   }
 }
 

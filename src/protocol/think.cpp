@@ -16,6 +16,7 @@
 #include "search/node_check.h"
 #include "search/print_info.h"
 #include "search/search_thread.h"
+#include "tablebase/root_filter.h"
 
 namespace {
 
@@ -104,9 +105,7 @@ void think() {
     threads[i].nodes = 0;
     threads[i].tb_hits = 0;
   }
-  // No table is probed: neither at the root nor in the search.
-  limits.root_tb_score = SCORE_NONE;
-  limits.tb_probe_limit = 0;
+  apply_root_tables(main);
 
   hash_move_to_front(main);
   if (limits.thread_count >= 2) save_root(main);

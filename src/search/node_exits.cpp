@@ -25,7 +25,7 @@ int32_t tb_score(const Position& pos, int ply, bool win) {
 }
 
 bool tablebase_cut(ThreadData& thread, int ply, int32_t alpha, int32_t beta, int32_t& score) {
-  bool success = false;
+  int success = 0;
   const int wdl = probe_wdl(thread, success);
   if (!success) return false;
   ++thread.tb_hits;

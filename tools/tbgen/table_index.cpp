@@ -3,85 +3,14 @@
 #include <algorithm>
 #include <iterator>
 
-#include "board/attacks.h"
 #include "board/types.h"
+#include "tablebase/index_tables.h"
 
-uint64_t BINOMIAL[7][64];
+int file_fold(int file) { return FILE_FOLD[file]; }
+int pawn_order(int square) { return PAWN_ORDER[square]; }
 
-// Ranks 1 and 8 are 0; the files nearer the middle and the ranks nearer promotion
-// count higher.
-const int PAWN_TWIST[64] = {
-    0,  0,  0,  0,  0,  0,  0,  0,                 //
-    47, 35, 23, 11, 10, 22, 34, 46,                //
-    45, 33, 21, 9,  8,  20, 32, 44,                //
-    43, 31, 19, 7,  6,  18, 30, 42,                //
-    41, 29, 17, 5,  4,  16, 28, 40,                //
-    39, 27, 15, 3,  2,  14, 26, 38,                //
-    37, 25, 13, 1,  0,  12, 24, 36,                //
-    0,  0,  0,  0,  0,  0,  0,  0};
-
-namespace {
-uint64_t PAWN_INDEX[6][24];
-uint64_t PAWN_FACTOR[6][4];
-int KING_PAIR_INDEX[10][64];
-int LOWER_INDEX[64];
-// The squares a1-d1-d4 in TRIANGLE order, and the order of every square of it.
-constexpr int TRIANGLE_SQUARES[10] = {1, 2, 3, 10, 11, 19, 0, 9, 18, 27};
-int TRIANGLE[64];
-
-bool on_diagonal(int s) { return file_of(s) == rank_of(s); }
-int transpose(int s) { return (s & 7) << 3 | s >> 3; }
-}  // namespace
-
-int file_fold(int file) { return std::min(file, 7 - file); }
-int pawn_order(int square) {
-  const int rank = rank_of(square);
-  if (rank == 0 || rank == 7) return 0;
-  return rank - 1 + 6 * file_fold(file_of(square));
-}
-
-void init_table_index() {
-  for (int k = 0; k < 7; ++k)
-    for (int n = 0; n < 64; ++n) {
-      uint64_t b = n >= k ? 1 : 0;
-      for (int i = 0; i < k && b; ++i) b = b * uint64_t(n - i) / uint64_t(i + 1);
-      BINOMIAL[k][n] = b;
-    }
-  for (int c = 1; c <= 6; ++c) {
-    uint64_t s = 0;
-    for (int i = 0; i < 24; ++i) {
-      const int square = (2 + i % 6 - 1) * 8 + i / 6;
-      PAWN_INDEX[c - 1][i] = s;
-      s += BINOMIAL[c - 1][PAWN_TWIST[square]];
-      if (i % 6 == 5) {
-        PAWN_FACTOR[c - 1][i / 6] = s;
-        s = 0;
-      }
-    }
-  }
-  for (int t = 0; t < 10; ++t) TRIANGLE[TRIANGLE_SQUARES[t]] = t;
-  for (int s = 0; s < 64; ++s) {
-    const int a = std::min(file_of(s), rank_of(s)), b = std::max(file_of(s), rank_of(s));
-    int place = 0;
-    for (int i = 0; i < a; ++i) place += 7 - i;
-    LOWER_INDEX[s] = a == b ? 28 + a : place + (b - a - 1);
-  }
-  int next = 0;
-  for (int row = 0; row < 10; ++row) {
-    const int first = TRIANGLE_SQUARES[row];
-    for (int s = 0; s < 64; ++s) {
-      KING_PAIR_INDEX[row][s] = -1;
-      if (s == first || (KING_ATTACKS[first] & bit(s))) continue;
-      if (row >= 6 && rank_of(s) >= file_of(s)) continue;
-      KING_PAIR_INDEX[row][s] = next++;
-    }
-  }
-  for (int row = 6; row < 10; ++row) {
-    const int first = TRIANGLE_SQUARES[row];
-    for (int s = 0; s < 64; ++s)
-      if (on_diagonal(s) && s != first && !(KING_ATTACKS[first] & bit(s))) KING_PAIR_INDEX[row][s] = next++;
-  }
-}
+// The index tables are the reader's: the files must index as it does.
+void init_table_index() { tb_tables_init(); }
 
 uint64_t setup_slice_layout(SliceLayout& slice, const TableShape& shape, int file) {
   const bool two = shape.has_pawns && shape.pawn_count[1] != 0;
@@ -164,7 +93,7 @@ uint64_t encode_table_index(int* p, const SliceLayout& slice, const TableShape& 
       if (!on_diagonal(p[0]))
         idx = uint64_t(TRIANGLE[p[0]]) * 3906 + uint64_t(p[1] - a) * 62 + uint64_t(p[2] - b);
       else if (!on_diagonal(p[1]))
-        idx = 23436 + uint64_t(file_of(p[0])) * 1736 + uint64_t(LOWER_INDEX[p[1]]) * 62 + uint64_t(p[2] - b);
+        idx = 23436 + uint64_t(diagonal_index(p[0])) * 1736 + uint64_t(LOWER_INDEX[p[1]]) * 62 + uint64_t(p[2] - b);
       else if (!on_diagonal(p[2]))
         idx = 30380 + uint64_t(file_of(p[0])) * 196 + uint64_t(file_of(p[1]) - a) * 28 + uint64_t(LOWER_INDEX[p[2]]);
       else

@@ -24,8 +24,6 @@ struct SliceLayout {
 };
 
 void init_table_index();
-extern uint64_t BINOMIAL[7][64];
-extern const int PAWN_TWIST[64];
 int pawn_order(int square);
 int file_fold(int file);
 

@@ -1,0 +1,45 @@
+#pragma once
+// The Syzygy file format: header parsing at a file's first use, the index of a list of
+// squares, and the decompression of one stored value. Nothing here knows positions.
+#include <cstdint>
+
+#include "tablebase/table_entry.h"
+
+constexpr uint8_t WDL_MAGIC[4] = {0x71, 0xE8, 0x23, 0x5D};
+constexpr uint8_t DTZ_MAGIC[4] = {0xD7, 0x66, 0x0C, 0xA5};
+
+// Fills the slice from a piece header (nibble shift 0 for side 0, 4 for side 1) and
+// returns the number of positions it indexes.
+uint64_t setup_slice(TableSlice& slice, const TableEntry& entry, const uint8_t* header, int shift, int file,
+                     bool has_pawns);
+
+// The three area sizes a slice needs in the file, in bytes.
+struct SliceAreas {
+  uint64_t index_table, size_table, data;
+};
+
+// Reads a compression header at *read (moved behind it); allocates the decoder.
+SymbolDecoder* setup_decoder(const uint8_t*& read, uint64_t table_size, SliceAreas& areas, uint8_t& flags,
+                             int kind);
+
+// Number of values symbol s stands for, minus 1, for s and the symbols below it.
+void measure_symbol(SymbolDecoder& decoder, int s, bool* done);
+
+// Sets up the slices and decoders of a file whose view is in the entry; returns the
+// offset behind the last data area.
+uint64_t parse_table_file(TableEntry& entry, int kind);
+
+// Frees the decoders of one file's slices.
+void free_decoders(TableEntry& entry, int kind);
+
+// The table index of the squares, in the slice's order; reorders and transforms them.
+uint64_t encode_index(int* squares, const TableSlice& slice, const TableEntry& entry, bool has_pawns);
+
+// Address of the symbol that holds the value at idx.
+const uint8_t* decode_value(const SymbolDecoder& decoder, uint64_t idx);
+
+// The WDL value (-2..2) a symbol stands for.
+inline int wdl_of_symbol(const uint8_t* symbol) { return int(symbol[0]) - 2; }
+
+// The DTZ distance a symbol stands for in a position of WDL value w (not 0), never negative.
+int dtz_of_symbol(const TableEntry& entry, int file, const uint8_t* symbol, int w);

@@ -1,0 +1,212 @@
+#include "tablebase/helpers/tb_fixtures.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "board/make_move.h"
+#include "board/movegen.h"
+#include "board/position.h"
+#include "protocol/engine_options.h"
+#include "tablebase/embedded_tables.h"
+#include "tablebase/index_tables.h"
+#include "tablebase/probe.h"
+#include "tablebase/registry.h"
+
+bool shared_tables_embedded() {
+  for (const EmbeddedTable& table : EMBEDDED_TABLES)
+    if (!table.data) return false;
+  return true;
+}
+
+void reset_tables() {
+  set_default_options(engine_options);
+  tb_tables_init();
+  tb_init("<empty>");
+}
+
+std::vector<std::string> embedded_signatures() {
+  std::vector<std::string> names;
+  for (const EmbeddedTable& table : EMBEDDED_TABLES) {
+    std::string name = table.name;
+    if (name.ends_with(".rtbw")) names.push_back(name.substr(0, name.size() - 5));
+  }
+  return names;
+}
+
+std::string fen_of_men(const std::vector<Man>& men, bool black_to_move, int rule50) {
+  char board[64];
+  std::fill(board, board + 64, 0);
+  for (const Man& m : men) board[m.square] = m.piece;
+  std::string fen;
+  for (int rank = 7; rank >= 0; --rank) {
+    int empty = 0;
+    for (int file = 0; file < 8; ++file) {
+      const char c = board[8 * rank + file];
+      if (!c) {
+        ++empty;
+        continue;
+      }
+      if (empty) fen += char('0' + empty);
+      empty = 0;
+      fen += c;
+    }
+    if (empty) fen += char('0' + empty);
+    if (rank) fen += '/';
+  }
+  fen += black_to_move ? " b - - " : " w - - ";
+  fen += std::to_string(rule50) + " 1";
+  return fen;
+}
+
+std::vector<Man> men_of_signature(const std::string& name) {
+  std::vector<Man> men;
+  bool black = false;
+  for (char c : name) {
+    if (c == 'v') {
+      black = true;
+      continue;
+    }
+    men.push_back({black ? char(c - 'A' + 'a') : c, -1});
+  }
+  return men;
+}
+
+bool legal_placement(const std::vector<Man>& men, bool black_to_move) {
+  Bitboard used = 0;
+  for (const Man& m : men) {
+    if (used & bit(m.square)) return false;
+    used |= bit(m.square);
+    if ((m.piece == 'P' || m.piece == 'p') && (rank_of(m.square) == 0 || rank_of(m.square) == 7)) return false;
+  }
+  Position pos;
+  read_fen(pos, fen_of_men(men, black_to_move).c_str());
+  flip_position(pos);  // the side that has just moved becomes "own"
+  return !(checkers(pos) | (KING_ATTACKS[own_king_square(pos)] & pos.bb[KING] & enemy_pieces(pos)));
+}
+
+namespace {
+
+int sign(int x) { return (x > 0) - (x < 0); }
+
+struct Child {
+  int wdl;  // from the mover's view: minus the child's value
+  int dtz;  // the child's own DTZ value
+  bool zeroing;
+  bool terminal;
+};
+
+}  // namespace
+
+std::string one_ply_fault(ThreadData& thread) {
+  const Position& pos = *thread.current_position;
+  int success;
+  const int wdl = probe_wdl(thread, success);
+  if (!success) return ("probe_wdl failed");
+  const int dtz = probe_dtz(thread, success);
+  if (!success) return ("probe_dtz failed");
+  if (sign(dtz) != sign(wdl)) return ("wdl " + std::to_string(wdl) + " but dtz " + std::to_string(dtz));
+
+  ScoredMove list[MAX_MOVES];
+  ScoredMove* const end = generate_legal(pos, list);
+  if (end == list) {
+    const int expected = in_check(pos) ? -2 : 0;
+    if (sign(wdl) != sign(expected)) return ("mate or stalemate read as wdl " + std::to_string(wdl));
+    return "";
+  }
+  std::vector<Child> children;
+  int best = -3;
+  for (ScoredMove* p = list; p != end; ++p) {
+    const Move m = p->move;
+    make_move(thread, m, nullptr);
+    ScoredMove replies[MAX_MOVES];
+    Child c{};
+    c.zeroing = (m & MOVE_CAPTURE) || move_piece(m) == PAWN;
+    if (generate_legal(*thread.current_position, replies) == replies) {
+      c.terminal = true;
+      c.wdl = in_check(*thread.current_position) ? 2 : 0;
+    } else {
+      int s1, s2;
+      c.wdl = -probe_wdl(thread, s1);
+      c.dtz = probe_dtz(thread, s2);
+      if (!s1 || !s2) {
+        undo_move(thread);
+        return ("a child probe failed");
+      }
+    }
+    undo_move(thread);
+    best = std::max(best, c.wdl);
+    children.push_back(c);
+  }
+  if (sign(best) != sign(wdl))
+    return ("wdl " + std::to_string(wdl) + " but the best move gives " + std::to_string(best));
+  if (wdl == 0) return "";
+
+  // The distance: a zeroing move that keeps the result ends it at once; else the mover
+  // picks the quickest win, or the slowest loss, among the moves that keep the result.
+  const int magnitude = std::abs(dtz);
+  int expected = wdl > 0 ? 1 << 30 : 0;
+  for (const Child& c : children) {
+    if (c.wdl != wdl) continue;
+    const int distance = c.zeroing || c.terminal ? std::abs(WDL_TO_DTZ[wdl + 2]) : 1 + std::abs(c.dtz);
+    expected = wdl > 0 ? std::min(expected, distance) : std::max(expected, distance);
+  }
+  bool zeroing_win = false;
+  // A mate is no zeroing move: the tables may count it as a ply rounded up.
+  for (const Child& c : children) zeroing_win |= wdl > 0 && c.wdl == wdl && c.zeroing && !c.terminal;
+  // A table that doesn't count exact plies may be one ply off, in this position and in the
+  // child both: up to two between them.
+  if (zeroing_win ? magnitude != expected : std::abs(magnitude - expected) > 2)
+    return ("dtz " + std::to_string(dtz) + " but the moves give " + std::to_string(wdl > 0 ? expected : -expected));
+  if ((std::abs(wdl) == 2) != (magnitude <= 100))
+    return ("wdl " + std::to_string(wdl) + " with a distance of " + std::to_string(magnitude));
+  return "";
+}
+
+SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sample, std::mt19937_64& random) {
+  SweepResult result;
+  std::vector<Man> men = men_of_signature(name);
+  bool pawns = false;
+  for (const Man& m : men) pawns |= m.piece == 'P' || m.piece == 'p';
+  auto check = [&](bool black_to_move) {
+    const std::string fen = fen_of_men(men, black_to_move);
+    set_position(thread, fen.c_str(), nullptr);
+    ++result.positions;
+    const std::string what = one_ply_fault(thread);
+    if (what.empty()) return;
+    ++result.faults;
+    if (result.first_faults.size() < 10) result.first_faults.push_back(fen + ": " + what);
+  };
+
+  if (sample) {
+    for (int side = 0; side < 2; ++side)
+      for (int done = 0; done < sample;) {
+        for (Man& m : men) m.square = int(random() % 64);
+        if (!legal_placement(men, side)) continue;
+        check(side);
+        ++done;
+      }
+    return result;
+  }
+
+  // Every placement, the white king folded into the a1-d1-d4 triangle (into files a to d
+  // with pawns), and men of one kind and colour in rising order.
+  const int n = int(men.size());
+  auto place = [&](auto&& self, int i) -> void {
+    if (i == n) {
+      for (int side = 0; side < 2; ++side)
+        if (legal_placement(men, side)) check(side);
+      return;
+    }
+    for (int s = 0; s < 64; ++s) {
+      if (i == 0) {
+        const bool folded = pawns ? (s & 7) < 4 : (s & 7) < 4 && (s >> 3) <= (s & 7);
+        if (!folded) continue;
+      }
+      if (i > 0 && men[i].piece == men[i - 1].piece && s <= men[i - 1].square) continue;
+      men[i].square = s;
+      self(self, i + 1);
+    }
+  };
+  place(place, 0);
+  return result;
+}

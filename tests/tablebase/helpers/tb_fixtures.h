@@ -1,0 +1,56 @@
+#pragma once
+// Shared pieces of the tablebase tests: the registry set up on the tables this binary
+// carries (the published files of ../shared/syzygy), positions of a signature, and the
+// one-ply check of the tables against the rules of chess.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "search/thread_data.h"
+
+// Whether the build found all 70 files to embed.
+bool shared_tables_embedded();
+
+#define REQUIRE_SHARED_TABLES()                                                                    \
+  do {                                                                                             \
+    if (!shared_tables_embedded())                                                                 \
+      GTEST_SKIP() << "../shared/syzygy was absent at configure time: this binary carries no tables"; \
+  } while (0)
+
+// Index tables built and the registry set to the embedded tables alone; options at defaults.
+void reset_tables();
+
+// The 35 embedded signatures, such as "KQvKR".
+std::vector<std::string> embedded_signatures();
+
+// A FEN for men given as (piece letter, square) on the real board, upper case for White.
+struct Man {
+  char piece;
+  int square;
+};
+std::string fen_of_men(const std::vector<Man>& men, bool black_to_move, int rule50 = 0);
+
+// The men of a signature, left side White; squares still to be set.
+std::vector<Man> men_of_signature(const std::string& name);
+
+// Whether the men stand legally: no shared square, no pawn on rank 1 or 8, and the side
+// that has just moved not in check.
+bool legal_placement(const std::vector<Man>& men, bool black_to_move);
+
+// Empty when the probes of the thread's position agree with its legal moves one ply deep:
+// the WDL sign with the best negated child, the DTZ size with the best child's plus one
+// (within a ply of rounding) or 1 for a zeroing move that keeps the result, and the
+// fifty-move rule with the size of the distance. Else the fault, with the FEN.
+std::string one_ply_fault(ThreadData& thread);
+
+// Checks a signature, both sides to move: `sample` random legal positions per side, or
+// every legal position (kings folded by symmetry, like men in rising order) when 0.
+struct SweepResult {
+  int64_t positions = 0;
+  int64_t faults = 0;
+  std::vector<std::string> first_faults;
+};
+SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sample, std::mt19937_64& random);
