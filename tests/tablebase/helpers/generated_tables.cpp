@@ -1,0 +1,110 @@
+#include "tablebase/helpers/generated_tables.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+#include "board/position.h"
+#include "tablebase/probe.h"
+#include "tablebase/registry.h"
+#include "tbgen/table_index.h"
+
+const TableResult& generated_table(const std::string& name) {
+  static TableStore store;
+  static std::mutex lock;
+  std::lock_guard<std::mutex> guard(lock);
+  store.options.verbose = false;
+  return solve_table(store, name);
+}
+
+GeneratedValue generated_value(uint16_t state) {
+  const int w = state_wdl(state);
+  const int metric = state & STATE_METRIC;
+  if (w == 0) return {0, 0, false};
+  // A mated side reads one ply: the mate counts as the move that ends the count.
+  if (w < 0) return {w, -std::max(metric, 1), w == -1};
+  return {w, metric, w == 1};
+}
+
+std::string fen_of_entry(const Layout& l, uint64_t index) {
+  int sq[MAX_MEN];
+  const int side = l.decode(index, sq);
+  char board[64];
+  for (char& c : board) c = 0;
+  for (int m = 0; m < l.men; ++m) {
+    const char letter = " pnbrqk"[l.kind[m]];
+    board[sq[m]] = l.colour[m] == 0 ? char(letter - 32) : letter;
+  }
+  std::string fen;
+  for (int rank = 7; rank >= 0; --rank) {
+    int empty = 0;
+    for (int file = 0; file < 8; ++file) {
+      const char c = board[rank * 8 + file];
+      if (!c) {
+        ++empty;
+        continue;
+      }
+      if (empty) fen += char('0' + empty), empty = 0;
+      fen += c;
+    }
+    if (empty) fen += char('0' + empty);
+    if (rank) fen += '/';
+  }
+  return fen + (side ? " b" : " w") + " - - 0 1";
+}
+
+namespace {
+// Whether the DTZ file the registry set up for this material stores exact plies for
+// wins and losses of value 2 in every leading file.
+bool registry_file_exact(const Position& pos) {
+  TableEntry* entry = find_table_slot(material_key(pos)).entry.load();
+  if (!entry) return false;
+  const int files = entry->has_pawns ? 4 : 1;
+  for (int f = 0; f < files; ++f)
+    if ((entry->dtz_flags[f] & 12) != 12) return false;
+  return true;
+}
+}  // namespace
+
+ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int sample, bool exact_files,
+                               std::mt19937_64& random) {
+  const TableResult& t = generated_table(name);
+  const Layout& l = t.layout;
+  ProbeComparison result;
+  auto check = [&](uint64_t idx) {
+    const uint16_t s = t.state[idx];
+    if (s == STATE_INVALID) return;
+    const std::string fen = fen_of_entry(l, idx);
+    set_position(thread, fen.c_str(), nullptr);
+    ++result.positions;
+    const GeneratedValue want = generated_value(s);
+    int success = 0;
+    const int wdl = probe_wdl(thread, success);
+    int dtz_success = 0;
+    const int dtz = probe_dtz(thread, dtz_success);
+    const bool exact = !want.rounded && (exact_files || registry_file_exact(*thread.current_position));
+    bool ok = success && dtz_success && wdl == want.wdl && (dtz > 0) == (want.dtz > 0) && (dtz < 0) == (want.dtz < 0);
+    // A mate in one read through the one-ply search of a side the DTZ file doesn't
+    // hold counts the mated position's one ply again: 2.
+    const bool mate_in_one = want.dtz == 1 && dtz == 2;
+    ok = ok && (exact && !mate_in_one ? dtz == want.dtz : std::abs(dtz - want.dtz) <= 1);
+    result.exact += exact;
+    if (ok) return;
+    ++result.faults;
+    if (result.first_faults.size() < 5)
+      result.first_faults.push_back(fen + ": wdl " + std::to_string(wdl) + " dtz " + std::to_string(dtz) +
+                                    ", solved " + std::to_string(want.wdl) + " " + std::to_string(want.dtz));
+  };
+  if (sample == 0) {
+    for (uint64_t idx = 0; idx < l.size; ++idx) check(idx);
+    return result;
+  }
+  for (int side = 0; side < 2; ++side)
+    for (int found = 0, tries = 0; found < sample && tries < 100 * sample; ++tries) {
+      const uint64_t idx = uint64_t(side) * l.per_side + random() % l.per_side;
+      if (t.state[idx] == STATE_INVALID) continue;
+      check(idx);
+      ++found;
+    }
+  return result;
+}

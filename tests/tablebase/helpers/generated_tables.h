@@ -1,0 +1,37 @@
+#pragma once
+// The generator's own results beside the engine's probes: the engine on some set of
+// embedded files must answer every position as the generator solved it.
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "search/thread_data.h"
+#include "tbgen/retrograde.h"
+
+// Tables solved by the generator, once per process (smaller ones come along).
+const TableResult& generated_table(const std::string& name);
+
+// What the probes should say of a solved position: WDL, and DTZ in plies (signed);
+// rounded where the files may store the distance halved (wins the 50-move rule spoils).
+struct GeneratedValue {
+  int wdl;
+  int dtz;
+  bool rounded;
+};
+GeneratedValue generated_value(uint16_t state);
+
+// The FEN of one of the generator's positions (left side White, no castling, no en passant).
+std::string fen_of_entry(const Layout& l, uint64_t index);
+
+// probe_wdl equal to the generator's value, probe_dtz equal in sign, equal in size where
+// the embedded DTZ file stores exact plies (exact_files), within one ply elsewhere.
+// Walks `sample` random positions per side, or every legal one when 0.
+struct ProbeComparison {
+  int64_t positions = 0;
+  int64_t faults = 0;
+  int64_t exact = 0;  // distances compared for equality
+  std::vector<std::string> first_faults;
+};
+ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int sample, bool exact_files,
+                               std::mt19937_64& random);
