@@ -67,7 +67,7 @@ bool registry_file_exact(const Position& pos) {
 }  // namespace
 
 ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int sample, bool exact_files,
-                               std::mt19937_64& random) {
+                               std::mt19937_64& random, bool wdl_only) {
   const TableResult& t = generated_table(name);
   const Layout& l = t.layout;
   ProbeComparison result;
@@ -80,6 +80,13 @@ ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int 
     const GeneratedValue want = generated_value(s);
     int success = 0;
     const int wdl = probe_wdl(thread, success);
+    if (wdl_only) {
+      if (success && wdl == want.wdl) return;
+      ++result.faults;
+      if (result.first_faults.size() < 5)
+        result.first_faults.push_back(fen + ": wdl " + std::to_string(wdl) + ", solved " + std::to_string(want.wdl));
+      return;
+    }
     int dtz_success = 0;
     const int dtz = probe_dtz(thread, dtz_success);
     const bool exact = !want.rounded && (exact_files || registry_file_exact(*thread.current_position));

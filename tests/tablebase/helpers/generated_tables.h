@@ -33,5 +33,6 @@ struct ProbeComparison {
   int64_t exact = 0;  // distances compared for equality
   std::vector<std::string> first_faults;
 };
+// wdl_only leaves the distances out: a full walk then costs a tenth of the time.
 ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int sample, bool exact_files,
-                               std::mt19937_64& random);
+                               std::mt19937_64& random, bool wdl_only = false);
