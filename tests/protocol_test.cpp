@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -227,6 +229,92 @@ TEST_F(Commands, PositionsRefusalsAndMemoryOptionsThatWaitForUcinewgame) {
   EXPECT_EQ(search_limits.hash_mask, 131071u);
   EXPECT_EQ(search_limits.thread_count, 2);
   EXPECT_FALSE(front_end.position_set);
+}
+
+// A board field from 64 letters, a8 first, '.' for an empty square.
+std::string board_field(const std::string& squares) {
+  std::string field;
+  for (int rank = 0; rank < 8; ++rank) {
+    int empty = 0;
+    for (char c : squares.substr(size_t(rank) * 8, 8)) {
+      if (c == '.') {
+        ++empty;
+        continue;
+      }
+      if (empty) field += char('0' + empty);
+      field += c;
+      empty = 0;
+    }
+    if (empty) field += char('0' + empty);
+    if (rank < 7) field += '/';
+  }
+  return field;
+}
+
+// Chess960 starts with their rights written as rook files and as KQkq (X-FEN) give the same
+// game, castling moves in the list included. Standard chess keeps no right of theirs.
+TEST_F(Commands, Chess960RightsReadTheSameAsFileLettersAndAsKQkq) {
+  std::ifstream starts(TESMAR_SHARED_DIR "/openings/chess960_starts.epd");
+  if (!starts) GTEST_SKIP() << TESMAR_SHARED_DIR "/openings/chess960_starts.epd is absent";
+  int count = 0;
+  for (std::string line; std::getline(starts, line) && !line.empty(); ++count) {
+    std::istringstream fields(line);
+    std::string board, side, rights;
+    fields >> board >> side >> rights;
+    engine_options.UCI_Chess960 = true;
+    run("position fen " + line + "\n");
+    const Position as_files = *thread0().current_position;
+    run("position fen " + board + " w KQkq - 0 1\n");
+    EXPECT_EQ(thread0().current_position->key, as_files.key) << line;
+    EXPECT_EQ(thread0().current_position->castling, as_files.castling) << line;
+    EXPECT_EQ(as_files.castling & 0x8888, 0) << line;
+
+    // The same start with nothing but the king and one rook on each back rank, so that
+    // each side can castle at once: White on one wing, Black on the other. The king's
+    // move names its rook.
+    std::string squares;
+    for (char c : board) {
+      if (c >= '1' && c <= '8')
+        squares.append(size_t(c - '0'), '.');
+      else if (c != '/')
+        squares += c;
+    }
+    const int king_file = int(squares.find('K') - 56);
+    const int rook_files[2] = {int(squares.find('R') - 56), int(squares.rfind('R') - 56)};
+    for (int wing = 0; wing < 2; ++wing) {
+      std::string before = squares;
+      for (int f = 0; f < 8; ++f) {
+        if (f != king_file && f != rook_files[wing]) before[size_t(56 + f)] = '.';
+        if (f != king_file && f != rook_files[1 - wing]) before[size_t(f)] = '.';
+      }
+      std::string after = before;
+      const auto castle = [&](int rank_start, char king, char rook, int rook_file, char rank_digit) {
+        after[size_t(rank_start + king_file)] = after[size_t(rank_start + rook_file)] = '.';
+        const bool king_side = rook_file > king_file;
+        after[size_t(rank_start + (king_side ? 6 : 2))] = king;
+        after[size_t(rank_start + (king_side ? 5 : 3))] = rook;
+        return std::string{char('a' + king_file), rank_digit, char('a' + rook_file), rank_digit};
+      };
+      const std::string moves =
+          castle(56, 'K', 'R', rook_files[wing], '1') + " " + castle(0, 'k', 'r', rook_files[1 - wing], '8');
+      testing::internal::CaptureStdout();
+      run("position fen " + board_field(before) + " w KQkq - 0 1 moves " + moves + "\n");
+      const Position x_fen = *thread0().current_position;
+      run("position fen " + board_field(before) + " w " + rights + " - 0 1 moves " + moves + "\n");
+      EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << line << " " << moves;
+      Position expected;
+      read_fen(expected, (board_field(after) + " w - - 0 1").c_str());
+      EXPECT_EQ(x_fen.key, expected.key) << line << " " << moves;
+      EXPECT_EQ(thread0().current_position->key, expected.key) << line << " " << moves;
+    }
+    // Standard chess: KQkq are the h- and a-file rooks beside a king on e1 and e8.
+    engine_options.UCI_Chess960 = false;
+    run("position fen " + board + " w KQkq - 0 1\n");
+    const int king_side = king_file == 4 && rook_files[1] == 7 ? 7 : 8;
+    const int queen_side = king_file == 4 && rook_files[0] == 0 ? 0 : 8;
+    EXPECT_EQ(thread0().current_position->castling, (king_side | queen_side << 4) * 0x101) << line;
+  }
+  EXPECT_EQ(count, 960);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "helpers/engine_process.h"
 
@@ -69,6 +70,34 @@ TEST(UciSearch, LimitsDrawsAndForcedMoves) {
   s = checked(engine.go("position fen k7/8/8/8/8/8/1r6/K7 w - - 0 1\ngo depth 4\n"));
   EXPECT_EQ(s.info.size(), 5u);
   EXPECT_EQ(s.bestmove, "a1b2");
+}
+
+TEST(UciSearch, GoTokensAtTheirExtremesEndInAMove) {
+  Engine engine("position startpos\n");
+  // Each search ends by its own limits; with "depth 2" a clock beyond any game must not
+  // overflow into a move at once, so both iterations are printed before the final line.
+  const std::pair<const char*, size_t> lines[] = {
+      {"go movestogo -4 wtime 1000 btime 1000", 0},
+      {"go movestogo -2147483648 wtime 1000 btime 1000", 0},
+      {"go movestogo 99999999999 wtime 1000", 0},
+      {"go wtime -9223372036854775808 winc -9223372036854775808", 0},
+      {"go movetime -99999999999999999999", 0},
+      {"go nodes -9223372036854775808", 0},
+      {"go depth -2147483648", 0},
+      {"go depth 99999999999 nodes 1000", 0},
+      {"go wtime 9223372036854775807 winc 9223372036854775807 depth 2", 3},
+      {"go movetime 99999999999999999999 depth 2", 3},
+      {"go nodes 9223372036854775807 movestogo 2147483647 wtime 9223372036854775807 depth 2", 3},
+  };
+  for (const auto& [go, info_lines] : lines) {
+    const SearchOutput s = checked(engine.go(std::string(go) + "\n"));
+    if (info_lines) {
+      EXPECT_EQ(s.info.size(), info_lines) << go;
+    }
+  }
+  engine.send("isready\nquit\n");
+  EXPECT_EQ(engine.read_line(), "readyok");
+  EXPECT_EQ(engine.wait_exit(), 0);
 }
 
 TEST(UciSearch, IterationsRunInOrderAndTheFinalLineRepeatsTheBest) {
