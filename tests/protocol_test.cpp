@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -125,6 +126,24 @@ TEST(UciProcess, ShortMemoryShrinksTheTableAndNoRoomForTheThreadsEndsWithStatusO
   engine.send("setoption name Threads value 512\nucinewgame\nisready\n");  // 512 thread blocks need more
   EXPECT_EQ(engine.read_all(), Lines{"Memory allocation error"});
   EXPECT_EQ(engine.wait_exit(), 1);
+}
+
+// The fixed search is the engine's signature: a change that alters the search updates
+// tests/pgo_nodes.txt on purpose. bench runs the same search for engine-testing tools.
+TEST(UciProcess, FixedRunsSearchTheRecordedNodeCount) {
+  std::ifstream recorded(TESMAR_TESTS_DIR "/pgo_nodes.txt");
+  long long nodes = 0;
+  ASSERT_TRUE(recorded >> nodes);
+  EngineProcess pgo({"pgo"});
+  EXPECT_EQ(pgo.read_until("Total nodes searched: ", 120000).back(),
+            "Total nodes searched: " + std::to_string(nodes));
+  EXPECT_EQ(pgo.wait_exit(), 0);
+  EngineProcess bench({"bench"});
+  const Lines out = bench.read_all(120000);
+  ASSERT_GE(out.size(), 2u);
+  EXPECT_EQ(out[out.size() - 2], "Nodes searched: " + std::to_string(nodes));
+  EXPECT_TRUE(std::regex_match(out.back(), std::regex("Nodes/second: [1-9][0-9]*"))) << out.back();
+  EXPECT_EQ(bench.wait_exit(), 0);
 }
 
 // The handlers in this process, on a 1 MB block that each test gives back.
