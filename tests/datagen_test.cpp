@@ -21,10 +21,10 @@
 #include "eval/network.h"
 #include "helpers/board_fixtures.h"
 #include "search/score.h"
-#include "training/chess960_start.h"
-#include "training/game_board.h"
-#include "training/teacher.h"
-#include "training/training_record.h"
+#include "common/chess960_start.h"
+#include "common/game_board.h"
+#include "common/teacher.h"
+#include "common/training_record.h"
 
 namespace {
 

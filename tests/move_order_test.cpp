@@ -7,7 +7,7 @@
 
 #include "helpers/board_fixtures.h"
 #include "protocol/search_limits.h"
-#include "search/move_order.h"
+#include "search/root_moves.h"
 #include "search/move_picker.h"
 
 namespace {

@@ -150,15 +150,10 @@ TEST(UciProcess, FixedRunsSearchTheRecordedNodeCount) {
 class Commands : public testing::Test {
  protected:
   void SetUp() override {
-    set_default_options(engine_options);
     engine_options.Hash = 1;
     front_end = {};
   }
-  void TearDown() override {
-    release_memory(front_end.large_page_bytes);
-    front_end = {};
-    set_default_options(engine_options);
-  }
+  void TearDown() override { release_memory(front_end.large_page_bytes); }
   static void run(const std::string& line) {
     static char buffer[COMMAND_BUFFER_SIZE];
     std::memset(buffer, 'x', sizeof buffer);  // stale bytes behind the line must play no part

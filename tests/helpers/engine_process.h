@@ -1,11 +1,12 @@
 #pragma once
-// The engine binary as a child process on two pipes, for tests of the UCI dialogue.
-#include <sys/types.h>
-
+// The engine binary as a child process on two pipes, for tests of the UCI dialogue: the
+// match runner's EnginePipe with the waits a test wants.
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "common/engine_pipe.h"
 
 using Lines = std::vector<std::string>;
 
@@ -16,19 +17,17 @@ struct SearchOutput {
 };
 
 struct EngineProcess {
-  pid_t pid = -1;
-  int to_engine = -1, from_engine = -1;
-  std::string pending;  // bytes read but not yet returned as a line
+  EnginePipe pipe;
 
   // A nonzero address_space_limit caps the child's virtual memory (RLIMIT_AS) in bytes.
   explicit EngineProcess(const std::vector<std::string>& arguments = {}, uint64_t address_space_limit = 0,
                          const char* binary = TESMAR_BINARY);
-  ~EngineProcess();
+  ~EngineProcess() { close_engine(pipe); }
   EngineProcess(const EngineProcess&) = delete;
   EngineProcess& operator=(const EngineProcess&) = delete;
 
-  void send(const std::string& bytes);
-  void close_input();
+  void send(const std::string& bytes) { send_text(pipe, bytes); }
+  void close_input() { ::close_input(pipe); }
   // The next line without its newline; nothing when the timeout passes or output ends.
   std::optional<std::string> read_line(int timeout_ms = 5000);
   // Lines up to and including the first that starts with prefix; an empty prefix reads to the end.
@@ -36,6 +35,7 @@ struct EngineProcess {
   Lines read_all(int timeout_ms = 5000) { return read_until("", timeout_ms); }
   // Sends the commands and reads up to the bestmove.
   SearchOutput go(const std::string& commands, int timeout_ms = 10000);
-  // The exit status, -2 for a death by signal, -1 when the child still runs after the timeout.
+  // The exit status, -2 for a death by signal, -1 when the child still ran after the
+  // timeout (it is killed then).
   int wait_exit(int timeout_ms = 5000);
 };

@@ -9,11 +9,10 @@
 #include "datagen/game_records.h"
 #include "datagen/start_positions.h"
 #include "search/score.h"
-#include "training/teacher.h"
+#include "common/teacher.h"
 
 namespace {
 
-constexpr int PLY_CAP = 400;
 // The first plies from an opening repeat across games; the start position itself would
 // be written once per game.
 constexpr int FIRST_KEPT_PLY = 4;

@@ -8,11 +8,10 @@
 #include "datagen/start_positions.h"
 #include "protocol/engine_options.h"
 #include "search/score.h"
-#include "training/chess960_start.h"
+#include "common/chess960_start.h"
 
 namespace {
 
-constexpr int PLY_CAP = 400;
 constexpr int32_t RESIGN_SCORE = 1000;
 constexpr int RESIGN_PLIES = 4;
 constexpr int32_t DRAW_SCORE_LIMIT = 10;

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "training/split_mix_rng.h"
-#include "training/training_record.h"
+#include "common/split_mix_rng.h"
+#include "common/training_record.h"
 
 struct SharedProgress {
   std::atomic<int64_t> positions;

@@ -6,7 +6,7 @@
 
 #include "trainer/adam.h"
 #include "trainer/options.h"
-#include "training/float_model.h"
+#include "common/float_model.h"
 
 struct EpochRow {
   int32_t epoch;

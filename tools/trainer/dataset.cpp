@@ -6,7 +6,7 @@
 #include <numeric>
 #include <random>
 
-#include "training/record_features.h"
+#include "common/record_features.h"
 
 bool load_records(const std::vector<std::string>& paths, std::vector<TrainingRecord>& records) {
   size_t dropped = 0, expected = records.size();

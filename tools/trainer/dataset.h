@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "training/training_record.h"
+#include "common/training_record.h"
 
 // Appends the valid records of each file to records; false (with a message) when a file can't be
 // read or isn't a training file. Records that no game gives are dropped and counted on stdout.

@@ -7,8 +7,8 @@
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
 #include "trainer/dataset.h"
-#include "training/export_check.h"
-#include "training/network_export.h"
+#include "common/export_check.h"
+#include "common/network_export.h"
 
 namespace {
 

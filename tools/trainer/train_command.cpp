@@ -13,7 +13,7 @@
 #include "trainer/loss_log.h"
 #include "trainer/options.h"
 #include "trainer/train_step.h"
-#include "training/network_export.h"
+#include "common/network_export.h"
 
 namespace {
 

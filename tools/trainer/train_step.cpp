@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "trainer/run_threads.h"
-#include "training/float_vector.h"
+#include "common/float_vector.h"
 
 namespace {
 

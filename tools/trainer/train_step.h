@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "trainer/adam.h"
-#include "training/float_model.h"
-#include "training/training_record.h"
+#include "common/float_model.h"
+#include "common/training_record.h"
 
 struct LossSettings {
   float lambda;      // weight of the score in the target; the rest is the game result

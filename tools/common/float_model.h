@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "eval/network.h"
-#include "training/record_features.h"
+#include "common/record_features.h"
 
 constexpr int BLOB_ROWS = FEATURE_ROWS + 2;
 constexpr int FACTOR_ROW_BASE = BLOB_ROWS;

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "training/fixed_point.h"
-#include "training/float_model.h"
+#include "common/fixed_point.h"
+#include "common/float_model.h"
 
 // The value of a row lane of the blob: king row plus factor row, scaled; 0 for the rows of pawns
 // on the first and last rank, which no position switches on.
