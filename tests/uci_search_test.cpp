@@ -183,15 +183,15 @@ TEST(UciSearch, StopQuitPonderhitAndIsreadyDuringASearch) {
   // The depth limit ends the iterations of an infinite search, not the command: no bestmove
   // comes before the answer to a later isready.
   engine.send("setoption name MultiPV value 1\ngo infinite depth 2\n");
-  for (const std::string d : {"1", "2"}) EXPECT_EQ(field(engine.read_line(10000).value_or(""), "depth"), d);
+  for (const std::string d : {"1", "2"}) EXPECT_EQ(field(engine.read_line().value_or(""), "depth"), d);
   engine.send("isready\n");
-  EXPECT_EQ(engine.read_line(10000), "readyok");
+  EXPECT_EQ(engine.read_line(), "readyok");
   checked(engine.go("ponderhit\n"));
   // Pondering ignores the deadlines until ponderhit, though they have passed long before.
   engine.send("position startpos moves e2e4\ngo ponder movetime 200\n");
   std::this_thread::sleep_for(std::chrono::milliseconds(400));
   engine.send("isready\n");
-  for (const std::string& line : engine.read_until("readyok", 10000))
+  for (const std::string& line : engine.read_until("readyok"))
     EXPECT_TRUE(line == "readyok" || std::regex_match(line, INFO_LINE)) << line;
   checked(engine.go("ponderhit\n"));
 
@@ -199,7 +199,7 @@ TEST(UciSearch, StopQuitPonderhitAndIsreadyDuringASearch) {
   engine.send("go infinite\n");
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
   engine.send("quit\n");
-  const Lines lines = engine.read_all(10000);
+  const Lines lines = engine.read_all();
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines.back().rfind("bestmove ", 0), 0u);
   EXPECT_EQ(engine.wait_exit(), 0);

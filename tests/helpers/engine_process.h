@@ -28,14 +28,18 @@ struct EngineProcess {
 
   void send(const std::string& bytes) { send_text(pipe, bytes); }
   void close_input() { ::close_input(pipe); }
+  // The waits only bound a hang: a busy machine or a sanitizer build may be slow to answer,
+  // and no test passes by a wait running out.
+  static constexpr int LINE_TIMEOUT_MS = 60000;
+
   // The next line without its newline; nothing when the timeout passes or output ends.
-  std::optional<std::string> read_line(int timeout_ms = 5000);
+  std::optional<std::string> read_line(int timeout_ms = LINE_TIMEOUT_MS);
   // Lines up to and including the first that starts with prefix; an empty prefix reads to the end.
-  Lines read_until(const std::string& prefix, int timeout_ms = 5000);
-  Lines read_all(int timeout_ms = 5000) { return read_until("", timeout_ms); }
+  Lines read_until(const std::string& prefix, int timeout_ms = LINE_TIMEOUT_MS);
+  Lines read_all(int timeout_ms = LINE_TIMEOUT_MS) { return read_until("", timeout_ms); }
   // Sends the commands and reads up to the bestmove.
-  SearchOutput go(const std::string& commands, int timeout_ms = 10000);
+  SearchOutput go(const std::string& commands, int timeout_ms = LINE_TIMEOUT_MS);
   // The exit status, -2 for a death by signal, -1 when the child still ran after the
   // timeout (it is killed then).
-  int wait_exit(int timeout_ms = 5000);
+  int wait_exit(int timeout_ms = LINE_TIMEOUT_MS);
 };
