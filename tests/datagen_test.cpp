@@ -17,14 +17,14 @@
 
 #include "board/fen_check.h"
 #include "board/movegen.h"
-#include "eval/evaluate.h"
-#include "eval/network.h"
-#include "helpers/board_fixtures.h"
-#include "search/score.h"
 #include "common/chess960_start.h"
 #include "common/game_board.h"
 #include "common/teacher.h"
 #include "common/training_record.h"
+#include "eval/evaluate.h"
+#include "eval/network.h"
+#include "helpers/board_fixtures.h"
+#include "search/score.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <vector>
 
-#include "protocol/engine_options.h"
 #include "protocol/block_clearing.h"
+#include "protocol/engine_options.h"
 #include "protocol/memory_block.h"
 #include "protocol/search_limits.h"
 #include "search/hash_entry.h"

@@ -10,8 +10,8 @@
 #include "board/move_text.h"
 #include "protocol/commands.h"
 #include "protocol/search_limits.h"
-#include "protocol/thread_start.h"
 #include "protocol/think.h"
+#include "protocol/thread_start.h"
 #include "search/root_moves.h"
 #include "search/thread_data.h"
 

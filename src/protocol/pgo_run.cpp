@@ -8,8 +8,8 @@
 #include "protocol/read_loop.h"
 #include "protocol/search_limits.h"
 #include "protocol/think.h"
-#include "search/root_moves.h"
 #include "search/node_check.h"
+#include "search/root_moves.h"
 #include "search/thread_data.h"
 
 namespace {

@@ -6,8 +6,8 @@
 
 #include "board/move_checks.h"
 #include "board/movegen.h"
-#include "board/see.h"
 #include "board/move_scores.h"
+#include "board/see.h"
 #include "search/history.h"
 #include "search/score.h"
 #include "search/search_margins.h"
@@ -50,6 +50,19 @@ inline ScoredMove* select_best(ScoredMove* list, ScoredMove* end) {
   return end - 1;
 }
 
+// The first two stages, alike in search and qsearch: the hash move, then the first
+// generation (evasions in check, else captures and queen promotions). Returns the hash
+// move, or move 0 once the list is generated.
+inline ScoredMove hash_move_or_generate(MovePicker& mp, const Position& pos, bool checked, bool underpromotions) {
+  if (mp.stage == PICK_HASH_MOVE) {
+    mp.stage = PICK_GENERATE;
+    if (mp.hash_move) return {GOOD_MOVE_SCORE, mp.hash_move};
+  }
+  mp.end = checked ? generate_evasions(pos, mp.list, underpromotions) : generate_captures(pos, mp.list);
+  mp.stage = PICK_GOOD_CAPTURES;
+  return {0, 0};
+}
+
 // Takes the highest-scored entry out of the list while it is a good capture; passes over
 // the hash move and illegal moves. Null when no good capture is left.
 inline ScoredMove* next_good_capture(MovePicker& mp, const Position& pos) {
@@ -83,13 +96,9 @@ inline ScoredMove next_move(ThreadData& thread, MovePicker& mp, int ply, int dep
   const Position& pos = *thread.current_position;
   switch (mp.stage) {
     case PICK_HASH_MOVE:
-      mp.stage = PICK_GENERATE;
-      if (mp.hash_move) return {GOOD_MOVE_SCORE, mp.hash_move};
-      [[fallthrough]];
     case PICK_GENERATE:
-      mp.end = checked ? generate_evasions(pos, mp.list, depth >= UNDERPROMOTION_MIN_DEPTH)
-                       : generate_captures(pos, mp.list);
-      mp.stage = PICK_GOOD_CAPTURES;
+      if (const ScoredMove sm = hash_move_or_generate(mp, pos, checked, depth >= UNDERPROMOTION_MIN_DEPTH); sm.move)
+        return sm;
       [[fallthrough]];
     case PICK_GOOD_CAPTURES:
       while (ScoredMove* p = next_good_capture(mp, pos)) {
@@ -159,12 +168,8 @@ inline ScoredMove next_qsearch_move(ThreadData& thread, MovePicker& mp, bool che
   const Position& pos = *thread.current_position;
   switch (mp.stage) {
     case PICK_HASH_MOVE:
-      mp.stage = PICK_GENERATE;
-      if (mp.hash_move) return {GOOD_MOVE_SCORE, mp.hash_move};
-      [[fallthrough]];
     case PICK_GENERATE:
-      mp.end = checked ? generate_evasions(pos, mp.list, false) : generate_captures(pos, mp.list);
-      mp.stage = PICK_GOOD_CAPTURES;
+      if (const ScoredMove sm = hash_move_or_generate(mp, pos, checked, false); sm.move) return sm;
       [[fallthrough]];
     case PICK_GOOD_CAPTURES:
       if (ScoredMove* p = next_good_capture(mp, pos)) {

@@ -1,8 +1,8 @@
 #include "search/root_moves.h"
 
 #include "board/move_checks.h"
-#include "board/move_scores.h"
 #include "board/movegen.h"
+#include "board/move_scores.h"
 #include "board/see.h"
 #include "protocol/search_limits.h"
 #include "search/move_picker.h"

@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "eval/network.h"
 #include "common/record_features.h"
+#include "eval/network.h"
 
 constexpr int BLOB_ROWS = FEATURE_ROWS + 2;
 constexpr int FACTOR_ROW_BASE = BLOB_ROWS;

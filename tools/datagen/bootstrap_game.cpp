@@ -6,10 +6,10 @@
 
 #include "board/make_move.h"
 #include "board/movegen.h"
+#include "common/teacher.h"
 #include "datagen/game_records.h"
 #include "datagen/start_positions.h"
 #include "search/score.h"
-#include "common/teacher.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "common/split_mix_rng.h"
 #include "common/game_board.h"
+#include "common/split_mix_rng.h"
 #include "common/training_record.h"
 
 // Plays one game from a random line of openings (or the start position); records becomes

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "protocol/engine_options.h"
 #include "protocol/block_clearing.h"
+#include "protocol/engine_options.h"
 #include "protocol/memory_block.h"
 #include "protocol/search_limits.h"
 #include "protocol/think.h"

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "common/chess960_start.h"
 #include "datagen/engine_search.h"
 #include "datagen/game_records.h"
 #include "datagen/start_positions.h"
 #include "protocol/engine_options.h"
 #include "search/score.h"
-#include "common/chess960_start.h"
 
 namespace {
 

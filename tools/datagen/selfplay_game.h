@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "common/split_mix_rng.h"
 #include "common/game_board.h"
+#include "common/split_mix_rng.h"
 #include "common/training_record.h"
 
 struct SelfplaySettings {

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
+#include "common/export_check.h"
+#include "common/network_export.h"
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
 #include "trainer/dataset.h"
-#include "common/export_check.h"
-#include "common/network_export.h"
 
 namespace {
 

@@ -7,13 +7,13 @@
 #include <random>
 #include <thread>
 
+#include "common/network_export.h"
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
 #include "trainer/dataset.h"
 #include "trainer/loss_log.h"
 #include "trainer/options.h"
 #include "trainer/train_step.h"
-#include "common/network_export.h"
 
 namespace {
 
