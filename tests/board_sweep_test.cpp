@@ -34,9 +34,9 @@ bool underpromotion(Move m) { return (m & MOVE_PROMOTION) && move_promotion(m) !
 int32_t expected_score(Move m) {
   if (m & MOVE_PROMOTION) {
     const int32_t under[3] = {SCORE_KNIGHT_PROMOTION, SCORE_BISHOP_PROMOTION, SCORE_ROOK_PROMOTION};
-    return move_promotion(m) == QUEEN ? 0x7FFFFF2E + 8 * move_captured(m) : under[move_promotion(m) - KNIGHT];
+    return move_promotion(m) == QUEEN ? SCORE_QUEEN_PROMOTION + 8 * move_captured(m) : under[move_promotion(m) - KNIGHT];
   }
-  return (m & MOVE_CAPTURE) ? 0x7FFFFF00 + 8 * move_captured(m) + 7 - move_piece(m) : 0;
+  return (m & MOVE_CAPTURE) ? capture_score(move_piece(m), move_captured(m)) : 0;
 }
 
 // The stages as the search runs them: evasions in check, else captures, underpromotions and

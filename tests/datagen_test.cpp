@@ -22,14 +22,14 @@
 
 #include "board/fen_check.h"
 #include "board/movegen.h"
+#include "common/chess960_start.h"
+#include "common/game_board.h"
+#include "common/teacher.h"
+#include "common/training_record.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "helpers/board_fixtures.h"
 #include "search/score.h"
-#include "training/chess960_start.h"
-#include "training/game_board.h"
-#include "training/teacher.h"
-#include "training/training_record.h"
 
 namespace {
 

@@ -49,7 +49,14 @@ TEST(FenCheck, RightsWithoutTheirPiecesAndEnPassantWithoutItsPawnGo) {
       {"r3k2r/8/8/8/8/8/8/R2K3R w KQkq - 0 1", "r3k2r/8/8/8/8/8/8/R2K3R w KQkq - 0 1", true},
       {"r3k2r/8/8/8/8/8/8/R3K3 w KQkq - 0 1", "r3k2r/8/8/8/8/8/8/R3K3 w Qkq - 0 1", false},
       {"r3k2r/8/8/8/8/8/4K3/R6R w KQkq - 0 1", "r3k2r/8/8/8/8/8/4K3/R6R w kq - 0 1", true},
-      {"1r2k2r/8/8/8/8/8/8/4K3 b KQkq - 0 1", "1r2k2r/8/8/8/8/8/8/4K3 b k - 0 1", true},
+      // In Chess960 KQkq name the outermost rook on each wing (X-FEN), which is given its
+      // file letter where it stands off the a- and h-files.
+      {"1r2k2r/8/8/8/8/8/8/4K3 b KQkq - 0 1", "1r2k2r/8/8/8/8/8/8/4K3 b kb - 0 1", true},
+      {"bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1",
+       "bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KFkf - 0 1", true},
+      {"bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w KQkq - 0 1",
+       "bbqnnrkr/pppppppp/8/8/8/8/PPPPPPPP/BBQNNRKR w - - 0 1", false},
+      {"r1r1k3/8/8/8/8/8/8/1RK2RR1 w KQq - 0 1", "r1r1k3/8/8/8/8/8/8/1RK2RR1 w GBq - 0 1", true},
       {"k6r/8/8/8/8/8/8/R3K3 w Hhq - 0 1", "k6r/8/8/8/8/8/8/R3K3 w - - 0 1", true},
       // A second letter for the same right would XOR its key twice.
       {"r3k2r/8/8/8/8/8/8/R3K2R w KHkq - 0 1", "r3k2r/8/8/8/8/8/8/R3K2R w Kkq - 0 1", false},

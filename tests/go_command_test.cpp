@@ -99,4 +99,44 @@ TEST(TimeBudget, ReproducesTheTableOfResults) {
   EXPECT_LE(late.hard_deadline, 1000);
 }
 
+TEST(TimeBudget, ClocksAtTheirExtremesNeitherOverflowNorDivideByZero) {
+  // A clock that gives time must not overflow into a move at once; one that gives none has its
+  // deadline already passed. Moves to go below zero count as none; a node limit below zero
+  // checks at every node.
+  const struct {
+    TimeControl control;
+    bool gives_time;
+  } cases[] = {
+      {{INT64_MAX, 0, NO_LIMIT, 0, 0}, true},
+      {{INT64_MAX, INT64_MAX, NO_LIMIT, 0, 0}, true},
+      {{INT64_MAX, INT64_MAX, NO_LIMIT, 1, 0}, true},  // movetime at the limit
+      {{INT64_MAX, 0, NO_LIMIT, INT32_MAX, 0}, true},
+      {{60000, 0, NO_LIMIT, -4, 0}, true},
+      {{60000, 0, NO_LIMIT, INT32_MIN, 0}, true},
+      {{INT64_MIN, 0, NO_LIMIT, 0, 0}, false},
+      {{INT64_MIN, INT64_MIN, NO_LIMIT, -5, 0}, false},
+      {{INT64_MIN, INT64_MAX, NO_LIMIT, 1, 0}, false},
+      {{60000, 0, INT64_MIN, 0, 0}, true},
+  };
+  EngineOptions options;
+  set_default_options(options);
+  for (const bool ponder : {false, true}) {
+    options.Ponder = ponder;
+    for (const auto& c : cases) {
+      const TimeBudget b = compute_time_budget(c.control, options, 20, 5000);
+      const int64_t row = &c - cases;
+      EXPECT_GE(b.check_interval, 0) << row;
+      if (c.gives_time) {
+        EXPECT_GE(b.budget, 2000) << row;
+        EXPECT_LT(5000, b.soft_deadline) << row;
+        EXPECT_LT(b.soft_deadline, b.hard_deadline) << row;
+      } else {
+        EXPECT_LE(b.hard_deadline, 5000) << row;
+      }
+    }
+  }
+  EXPECT_EQ(compute_time_budget({60000, 0, NO_LIMIT, -4, 0}, options, 20, 0).budget,
+            compute_time_budget({60000, 0, NO_LIMIT, 0, 0}, options, 20, 0).budget);
+}
+
 }  // namespace

@@ -24,10 +24,7 @@ class HashTable : public testing::Test {
     engine_options.Hash = 1;
     allocate_memory(large_page_bytes);
   }
-  void TearDown() override {
-    release_memory(large_page_bytes);
-    set_default_options(engine_options);
-  }
+  void TearDown() override { release_memory(large_page_bytes); }
   uint64_t large_page_bytes = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "protocol/block_clearing.h"
 #include "protocol/engine_options.h"
 #include "protocol/memory_block.h"
 #include "protocol/search_limits.h"
@@ -67,7 +68,6 @@ TEST(MemoryBlock, ThreadBlocksFollowTheTableEverythingIsClearedAndValuesBelowOne
   EXPECT_EQ(search_limits.hash_mask, 65535u);
   EXPECT_EQ(search_limits.thread_count, 1);
   release_memory(large_page_bytes);
-  set_default_options(engine_options);
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 
 #include "helpers/board_fixtures.h"
 #include "protocol/search_limits.h"
-#include "search/move_order.h"
 #include "search/move_picker.h"
+#include "search/root_moves.h"
 
 namespace {
 

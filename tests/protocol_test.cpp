@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -84,7 +87,7 @@ TEST(UciProcess, LinesMatchByTheirFirstBytesAndJunkNeverHurts) {
   EXPECT_EQ(count_prefix(lines, "readyok") + count_prefix(lines, "bestmove ") + count_prefix(lines, "info string ") +
                 count_prefix(lines, "info multipv "),
             int(lines.size()));
-  EXPECT_EQ(engine.wait_exit(1000), 0);  // the end of input ends the engine
+  EXPECT_EQ(engine.wait_exit(), 0);  // the end of input ends the engine
 }
 
 TEST(UciProcess, RefusedPositionPrintsOneInfoLineAndKeepsThePreviousOne) {
@@ -125,19 +128,32 @@ TEST(UciProcess, ShortMemoryShrinksTheTableAndNoRoomForTheThreadsEndsWithStatusO
   EXPECT_EQ(engine.wait_exit(), 1);
 }
 
+// The fixed search is the engine's signature: a change that alters the search updates
+// tests/pgo_nodes.txt on purpose. bench runs the same search for engine-testing tools.
+TEST(UciProcess, FixedRunsSearchTheRecordedNodeCount) {
+  std::ifstream recorded(TESMAR_TESTS_DIR "/pgo_nodes.txt");
+  long long nodes = 0;
+  ASSERT_TRUE(recorded >> nodes);
+  EngineProcess pgo({"pgo"});
+  EXPECT_EQ(pgo.read_until("Total nodes searched: ").back(),
+            "Total nodes searched: " + std::to_string(nodes));
+  EXPECT_EQ(pgo.wait_exit(), 0);
+  EngineProcess bench({"bench"});
+  const Lines out = bench.read_all();
+  ASSERT_GE(out.size(), 2u);
+  EXPECT_EQ(out[out.size() - 2], "Nodes searched: " + std::to_string(nodes));
+  EXPECT_TRUE(std::regex_match(out.back(), std::regex("Nodes/second: [1-9][0-9]*"))) << out.back();
+  EXPECT_EQ(bench.wait_exit(), 0);
+}
+
 // The handlers in this process, on a 1 MB block that each test gives back.
 class Commands : public testing::Test {
  protected:
   void SetUp() override {
-    set_default_options(engine_options);
     engine_options.Hash = 1;
     front_end = {};
   }
-  void TearDown() override {
-    release_memory(front_end.large_page_bytes);
-    front_end = {};
-    set_default_options(engine_options);
-  }
+  void TearDown() override { release_memory(front_end.large_page_bytes); }
   static void run(const std::string& line) {
     static char buffer[COMMAND_BUFFER_SIZE];
     std::memset(buffer, 'x', sizeof buffer);  // stale bytes behind the line must play no part
@@ -227,6 +243,62 @@ TEST_F(Commands, PositionsRefusalsAndMemoryOptionsThatWaitForUcinewgame) {
   EXPECT_EQ(search_limits.hash_mask, 131071u);
   EXPECT_EQ(search_limits.thread_count, 2);
   EXPECT_FALSE(front_end.position_set);
+}
+
+// Chess960 starts with their rights written as rook files and as KQkq (X-FEN) give the same
+// game, castling moves in the list included. Standard chess keeps no right of theirs.
+TEST_F(Commands, Chess960RightsReadTheSameAsFileLettersAndAsKQkq) {
+  std::ifstream starts(TESMAR_SHARED_DIR "/openings/chess960_starts.epd");
+  if (!starts) GTEST_SKIP() << TESMAR_SHARED_DIR "/openings/chess960_starts.epd is absent";
+  int count = 0;
+  for (std::string line; std::getline(starts, line) && !line.empty(); ++count) {
+    std::istringstream fields(line);
+    std::string board, side, rights;
+    fields >> board >> side >> rights;
+    engine_options.UCI_Chess960 = true;
+    run("position fen " + line + "\n");
+    const Position as_files = *thread0().current_position;
+    run("position fen " + board + " w KQkq - 0 1\n");
+    EXPECT_EQ(thread0().current_position->key, as_files.key) << line;
+    EXPECT_EQ(thread0().current_position->castling, as_files.castling) << line;
+    EXPECT_EQ(as_files.castling & 0x8888, 0) << line;
+
+    // The back ranks with the king and one rook each, so that both sides castle at once:
+    // White with one rook, Black on the other wing. The king's move names its rook.
+    const std::string rank = board.substr(board.size() - 8);  // White's; Black's mirrors it
+    const int king = int(rank.find('K')), rooks[2] = {int(rank.find('R')), int(rank.rfind('R'))};
+    const auto square = [](int file, char rank_digit) { return std::string{char('a' + file), rank_digit}; };
+    for (int wing = 0; wing < 2; ++wing) {
+      std::string white(8, '1'), black(8, '1');
+      white[size_t(king)] = 'K';
+      white[size_t(rooks[wing])] = 'R';
+      black[size_t(king)] = 'k';
+      black[size_t(rooks[1 - wing])] = 'r';
+      const std::string fen = black + "/pppppppp/8/8/8/8/PPPPPPPP/" + white + " w ";
+      const std::string moves = " - 0 1 moves " + square(king, '1') + square(rooks[wing], '1') + " " +
+                                square(king, '8') + square(rooks[1 - wing], '8') + "\n";
+      testing::internal::CaptureStdout();
+      run("position fen " + fen + "KQkq" + moves);
+      const uint64_t x_fen_key = thread0().current_position->key;
+      run("position fen " + fen + rights + moves);
+      EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << line << moves;
+      const Position& pos = *thread0().current_position;
+      EXPECT_EQ(pos.key, x_fen_key) << line << moves;
+      // White is to move again: its pieces are own, and every square is the true one.
+      const bool white_king_side = rooks[wing] > king, black_king_side = rooks[1 - wing] > king;
+      EXPECT_EQ(pos.bb[KING] & pos.bb[OWN], bit(white_king_side ? 6 : 2)) << line << moves;
+      EXPECT_EQ(pos.bb[ROOK] & pos.bb[OWN], bit(white_king_side ? 5 : 3)) << line << moves;
+      EXPECT_EQ(pos.bb[KING] & enemy_pieces(pos), bit(black_king_side ? 62 : 58)) << line << moves;
+      EXPECT_EQ(pos.bb[ROOK] & enemy_pieces(pos), bit(black_king_side ? 61 : 59)) << line << moves;
+    }
+    // Standard chess: KQkq are the h- and a-file rooks beside a king on e1 and e8.
+    engine_options.UCI_Chess960 = false;
+    run("position fen " + board + " w KQkq - 0 1\n");
+    const int king_side = king == 4 && rooks[1] == 7 ? 7 : 8;
+    const int queen_side = king == 4 && rooks[0] == 0 ? 0 : 8;
+    EXPECT_EQ(thread0().current_position->castling, (king_side | queen_side << 4) * 0x101) << line;
+  }
+  EXPECT_EQ(count, 960);
 }
 
 }  // namespace

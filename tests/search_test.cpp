@@ -12,8 +12,8 @@
 #include "protocol/saved_root.h"
 #include "protocol/search_limits.h"
 #include "search/hash_table.h"
-#include "search/move_order.h"
 #include "search/reductions.h"
+#include "search/root_moves.h"
 #include "search/score.h"
 #include "search/search.h"
 #include "search/search_thread.h"
@@ -37,10 +37,7 @@ struct SearchBlock {
     search_limits.root_tb_score = SCORE_NONE;
     search_limits.game_last_move = search_limits.game_second_last_move = 0;
   }
-  ~SearchBlock() {
-    release_memory(large_page_bytes);
-    set_default_options(engine_options);
-  }
+  ~SearchBlock() { release_memory(large_page_bytes); }
   ThreadData& thread(int index = 0) { return search_limits.thread_blocks[index]; }
 };
 

@@ -24,7 +24,8 @@ void play_cases(const std::vector<RefereeCase>& cases, int status) {
   for (const RefereeCase& c : cases) {
     std::string arguments = "--engine " + write_fake_engine(c.name, c.engine) + " --games 1 --random-plies 0";
     if (*c.fen) arguments += " --openings " + write_opening(c.name, c.fen);
-    const ToolRun run = run_selfplay(arguments + " --time 2 --inc 0 --ready-timeout-ms 500 --start-timeout-ms 1000 " +
+    // The waits are long enough for a script to answer on a busy machine.
+    const ToolRun run = run_selfplay(arguments + " --time 2 --inc 0 --ready-timeout-ms 2000 --start-timeout-ms 3000 " +
                                      c.extra);
     EXPECT_EQ(run.status, status) << c.name << "\n" << run.output;
     EXPECT_NE(run.output.find(c.reason), std::string::npos) << c.name << "\n" << run.output;

@@ -14,16 +14,16 @@
 #include <vector>
 
 #include "helpers/training_fixtures.h"
-#include "training/record_features.h"
-#include "training/training_file.h"
-#include "training/training_set.h"
+#include "common/record_features.h"
+#include "common/training_file.h"
+#include "common/training_set.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
 struct TempDir {
-  fs::path path = fs::temp_directory_path() / ("tesmar_training_set_" + std::to_string(getpid()));
+  fs::path path = fs::temp_directory_path() / ("tesmar_tools_common_set_" + std::to_string(getpid()));
   TempDir() { fs::create_directories(path); }
   ~TempDir() { fs::remove_all(path); }
 };

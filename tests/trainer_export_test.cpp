@@ -9,14 +9,17 @@
 #include <memory>
 #include <random>
 
+#include "common/export_check.h"
+#include "common/network_export.h"
+#include "common/record_features.h"
 #include "eval/accumulator.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/test_networks.h"
 #include "helpers/training_fixtures.h"
-#include "training/export_check.h"
-#include "training/network_export.h"
-#include "training/network_import.h"
-#include "training/record_features.h"
+#include "common/export_check.h"
+#include "common/network_export.h"
+#include "common/network_import.h"
+#include "common/record_features.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <memory>
 #include <set>
 
+#include "common/float_model.h"
+#include "common/record_features.h"
+#include "common/training_record.h"
 #include "helpers/board_fixtures.h"
-#include "training/float_model.h"
-#include "training/record_features.h"
-#include "training/training_record.h"
 
 namespace {
 

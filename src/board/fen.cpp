@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "board/move_text.h"
+#include "board/move_list.h"
 #include "board/position.h"
 #include "board/zobrist.h"
 #include "protocol/search_limits.h"

@@ -78,6 +78,21 @@ bool material_reachable(const char squares[64], const char* letters) {
   return pawns <= 8 && extra <= 8 - pawns;
 }
 
+// The file of the rook furthest from the king on that side of it on the colour's first
+// rank, or -1 when there is none.
+int outermost_rook_file(const char squares[64], bool white, int king_file, bool king_side) {
+  const char* rank = squares + (white ? 0 : 56);
+  const char rook = white ? 'R' : 'r';
+  if (king_side) {
+    for (int f = 7; f > king_file; --f)
+      if (rank[f] == rook) return f;
+  } else {
+    for (int f = 0; f < king_file; ++f)
+      if (rank[f] == rook) return f;
+  }
+  return -1;
+}
+
 // Replaces the span [start, start + length) of a terminated text by replacement.
 void replace_span(char* start, int length, const char* replacement) {
   const int n = int(std::strlen(replacement));
@@ -128,14 +143,22 @@ void drop_unusable_rights(char* fen, bool chess960) {
     int kept_count = 0;
     bool named[2][2] = {};  // by colour, then king side
     for (int i = 0; i < spans.length[2]; ++i) {
-      const char c = spans.start[2][i];
-      const char letter = c == 'K' ? 'H' : c == 'Q' ? 'A' : c == 'k' ? 'h' : c == 'q' ? 'a' : c;
+      char c = spans.start[2][i];
+      char letter = c == 'K' ? 'H' : c == 'Q' ? 'A' : c == 'k' ? 'h' : c == 'q' ? 'a' : c;
       const bool white = letter >= 'A' && letter <= 'H';
       if (!white && !(letter >= 'a' && letter <= 'h')) continue;
-      const int rook_file = white ? letter - 'A' : letter - 'a';
       const int first_rank = white ? 0 : 56;
       const Square king = square_of(squares, white ? 'K' : 'k');
       const int king_file = file_of(king);
+      if (chess960 && c != letter) {
+        // X-FEN: K and Q name the outermost rook on that side of the king. The board code
+        // reads them as the h- and a-file, so any other file is written as its letter.
+        const int outermost = outermost_rook_file(squares, white, king_file, c == 'K' || c == 'k');
+        if (outermost < 0) continue;
+        const char named_file = char((white ? 'A' : 'a') + outermost);
+        if (named_file != letter) c = letter = named_file;
+      }
+      const int rook_file = white ? letter - 'A' : letter - 'a';
       if (king - first_rank < 1 || king - first_rank > 6) continue;
       if (squares[first_rank + rook_file] != (white ? 'R' : 'r')) continue;
       if (!chess960 && (king_file != 4 || (rook_file != 0 && rook_file != 7))) continue;
@@ -144,7 +167,7 @@ void drop_unusable_rights(char* fen, bool chess960) {
       seen = true;
       kept[kept_count++] = c;
     }
-    if (kept_count < spans.length[2]) {
+    if (kept_count < spans.length[2] || std::strncmp(kept, spans.start[2], size_t(kept_count)) != 0) {
       replace_span(spans.start[2], spans.length[2], kept_count ? kept : "-");
       spans = find_fields(fen);
     }

@@ -15,4 +15,6 @@ const char* fen_check(const char* fen);
 // on the named file of that rank (with chess960 false: a king off the e-file or a rook off
 // the a- and h-files), a second letter for a right already named, and an en-passant file
 // without a pawn that can just have made a double step. A FEN from a real game is left as it is.
+// With chess960 true, K, Q, k and q mean the outermost rook on that side of the king (X-FEN)
+// and become that rook's file letter where it stands off the a- and h-files.
 void drop_unusable_rights(char* fen, bool chess960);

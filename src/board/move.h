@@ -13,6 +13,8 @@ constexpr Move MOVE_CASTLING = 1u << 24;
 constexpr Move MOVE_GIVES_CHECK = 1u << 25;
 constexpr Move MOVE_SAME_MASK = 0xFDFFFFFFu;  // compares two moves regardless of the check bit
 constexpr Move MOVE_TACTICAL = MOVE_CAPTURE | MOVE_PROMOTION;
+// Captures, promotions, castling and checks: the moves that pruning and reductions spare.
+constexpr Move MOVE_FORCING_BITS = MOVE_TACTICAL | MOVE_CASTLING | MOVE_GIVES_CHECK;
 
 constexpr int move_piece(Move m) { return m & 7; }
 constexpr Square move_from(Move m) { return (m >> 3) & 63; }

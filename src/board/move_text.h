@@ -1,8 +1,7 @@
 #pragma once
 // Moves as coordinate text, both ways.
+#include "board/move.h"
 #include "board/position.h"
-
-struct ThreadData;
 
 // Text of a move in the position where it is to be played: "e2e4", "e7e8q";
 // a Chess960 castling reads as the king taking its own rook.
@@ -11,6 +10,3 @@ void move_text(const Position& pos, Move m, char* text);
 
 // The move that the coordinate token names in pos, built without any legality test.
 Move parse_move_token(const Position& pos, const char* token);
-
-// Plays a trusted move list on the thread's stack; returns the moves divided by two.
-int apply_move_list(ThreadData& thread, char* moves);

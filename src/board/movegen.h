@@ -2,19 +2,10 @@
 // Pseudo-legal move generators, one per stage of the search's move picker.
 // Each writes into a caller-owned array (room for MAX_MOVES) and returns the end.
 // Nothing here knows pins: every move still has to pass legality_attackers.
+// Captures and promotions carry their first ordering score (move_scores.h), quiet moves 0.
 #include "board/move.h"
+#include "board/move_scores.h"
 #include "board/position.h"
-
-// First ordering scores. Captures go by most valuable victim, then least valuable
-// attacker; underpromotions are negative so that they sort behind every quiet move.
-constexpr int32_t SCORE_CAPTURE_BASE = 0x7FFFFF00;
-constexpr int32_t SCORE_EN_PASSANT = 0x7FFFFF0E;       // pawn takes pawn
-constexpr int32_t SCORE_QUEEN_PROMOTION = 0x7FFFFF2E;  // pawn takes queen, plus 8 per captured type
-constexpr int32_t SCORE_KNIGHT_PROMOTION = int32_t(0x80000002u);
-constexpr int32_t SCORE_ROOK_PROMOTION = int32_t(0x80000001u);
-constexpr int32_t SCORE_BISHOP_PROMOTION = int32_t(0x80000000u);
-
-constexpr int32_t capture_score(int piece, int captured) { return SCORE_CAPTURE_BASE + 8 * captured + 7 - piece; }
 
 // Captures, en passant and queen promotions; gives-check bit clear.
 ScoredMove* generate_captures(const Position& pos, ScoredMove* list);

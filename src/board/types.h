@@ -26,8 +26,6 @@ inline Bitboard lowest_bit(Bitboard b) { return b & (0 - b); }
 inline Bitboard flip_bitboard(Bitboard b) { return __builtin_bswap64(b); }
 
 constexpr Bitboard RANK_1 = 0xFFull;
-constexpr Bitboard RANK_2 = 0xFF00ull;
-constexpr Bitboard RANK_4 = 0xFF000000ull;
 constexpr Bitboard RANK_7 = 0x00FF000000000000ull;
 constexpr Bitboard RANK_8 = 0xFF00000000000000ull;
 constexpr Bitboard NOT_FILE_A_NOT_RANK_1 = 0xFEFEFEFEFEFEFE00ull;  // targets of a capture up and right

@@ -4,8 +4,6 @@
 #include "board/move.h"
 #include "eval/network_shape.h"
 
-constexpr int MAX_PLY_RECORDS = 512;
-
 struct PlyRecord {
   uint8_t acc_valid;
   FeatureDelta delta;

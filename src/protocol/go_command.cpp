@@ -11,7 +11,8 @@
 #include "protocol/commands.h"
 #include "protocol/search_limits.h"
 #include "protocol/think.h"
-#include "search/move_order.h"
+#include "protocol/thread_start.h"
+#include "search/root_moves.h"
 #include "search/thread_data.h"
 
 namespace {
@@ -122,7 +123,7 @@ void command_go(char* buffer) {
   search_limits.game_moves = front_end.moves_played;
   search_limits.stop_flag.store(0, std::memory_order_relaxed);
   // think gives EngineLock back when it has printed bestmove.
-  if (start_search_thread(thread.handle, think_thread, nullptr))
+  if (start_thread(thread.handle, think_thread, nullptr, SEARCH_STACK_SIZE))
     pthread_detach(thread.handle);
   else
     think();

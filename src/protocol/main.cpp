@@ -24,8 +24,11 @@ int main(int argc, char** argv) {
   // other arithmetic is refused before any command is read.
   load_network(tesmar_embedded_network);
   check_network_header_or_exit(tesmar_embedded_network);
+  // The fixed runs go straight to tear-down, as after quit.
   if (pgo_run_requested(argc, argv))
-    pgo_run();  // then straight to tear-down, as after quit
+    pgo_run();
+  else if (bench_run_requested(argc, argv))
+    bench_run();
   else
     read_loop();
   tear_down();

@@ -11,25 +11,10 @@ constexpr int MAX_THREADS = 512;
 // it. Values below 1 count as 1.
 uint64_t hash_entry_count(int32_t megabytes);
 
-// The entries [begin, end) that thread `index` of `thread_count` zeroes; thread 0 takes
-// the remainder of the division as well.
-struct ClearSlice {
-  uint64_t begin;
-  uint64_t end;
-};
-ClearSlice clear_slice(uint64_t entry_count, int thread_count, int index);
-
 // Replaces the block by a fresh, cleared one for the current Hash, Threads and LargePages.
 // large_page_bytes is the size of the block when it came from huge pages, else 0; it tells
 // how the block is given back. Ends the process with status 1 when not even 1 MB is granted.
 void allocate_memory(uint64_t& large_page_bytes);
-
-// Zeroes the hash table and the history tables of every ThreadData, with one worker per
-// thread beyond the first. The last step of allocate_memory.
-void clear_memory_block();
-
-// Thread function of that clearing for ThreadData 1 and up.
-void* clear_worker(void* thread_data);
 
 // Gives the block back the way it came; nothing happens when there is none.
 void release_memory(uint64_t& large_page_bytes);

@@ -1,5 +1,6 @@
 #include "protocol/pgo_run.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 
@@ -7,7 +8,8 @@
 #include "protocol/read_loop.h"
 #include "protocol/search_limits.h"
 #include "protocol/think.h"
-#include "search/move_order.h"
+#include "search/node_check.h"
+#include "search/root_moves.h"
 #include "search/thread_data.h"
 
 namespace {
@@ -26,10 +28,13 @@ constexpr const char* PGO_POSITIONS[10] = {
     "8/p4k2/1p3r2/2pPnb2/2Pr3P/PPK3P1/4B1Q1/8 b - - ",
 };
 
-}  // namespace
+struct FixedRunResult {
+  int64_t nodes;
+  int64_t search_ms;  // the searches alone, not the allocations between them
+};
 
-void pgo_run() {
-  int64_t total = 0;
+FixedRunResult search_fixed_positions() {
+  FixedRunResult result{0, 0};
   for (const char* fen : PGO_POSITIONS) {
     // A fresh block each time: empty hash table, empty histories.
     allocate_memory(front_end.large_page_bytes);
@@ -45,9 +50,24 @@ void pgo_run() {
     search_limits.game_moves = 0;
     search_limits.stop_flag.store(0, std::memory_order_relaxed);
     search_limits.EngineLock.lock();
+    const int64_t start = now_ms();
     think();
-    total += thread.nodes;
+    result.search_ms += now_ms() - start;
+    result.nodes += thread.nodes;
   }
-  std::printf("Total nodes searched: %lld\n", static_cast<long long>(total));
+  return result;
+}
+
+}  // namespace
+
+void pgo_run() {
+  std::printf("Total nodes searched: %lld\n", static_cast<long long>(search_fixed_positions().nodes));
+  std::fflush(stdout);
+}
+
+void bench_run() {
+  const FixedRunResult run = search_fixed_positions();
+  std::printf("Nodes searched: %lld\nNodes/second: %lld\n", static_cast<long long>(run.nodes),
+              static_cast<long long>(run.nodes * 1000 / std::max(run.search_ms, int64_t(1))));
   std::fflush(stdout);
 }

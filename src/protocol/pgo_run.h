@@ -1,4 +1,10 @@
 #pragma once
-// The fixed run for profile-guided builds: ten positions to depth 14 on the main thread,
-// then the node total. The default options hold, as no command can come before it.
+// The fixed runs of the command line: ten positions searched to depth 14 on the main
+// thread, with fresh tables each. The default options hold, as no command can come first.
+
+// "tesmar pgo", the profiling run: ends with "Total nodes searched: N".
 void pgo_run();
+
+// "tesmar bench", the same search for engine-testing tools: ends with "Nodes searched: N"
+// and "Nodes/second: N", the rate over the searches alone.
+void bench_run();

@@ -5,6 +5,7 @@
 
 #include "board/fen_check.h"
 #include "board/movegen.h"
+#include "board/move_list.h"
 #include "board/move_text.h"
 #include "protocol/commands.h"
 #include "protocol/engine_options.h"

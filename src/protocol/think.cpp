@@ -11,6 +11,7 @@
 #include "protocol/memory_block.h"
 #include "protocol/saved_root.h"
 #include "protocol/search_limits.h"
+#include "protocol/thread_start.h"
 #include "protocol/time_budget.h"
 #include "search/hash_table.h"
 #include "search/node_check.h"
@@ -81,15 +82,6 @@ void answer_from_book(const ThreadData& thread, Move book_move) {
 
 }  // namespace
 
-bool start_search_thread(pthread_t& handle, void* (*body)(void*), void* argument) {
-  pthread_attr_t attributes;
-  pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, SEARCH_STACK_SIZE);
-  const bool started = pthread_create(&handle, &attributes, body, argument) == 0;
-  pthread_attr_destroy(&attributes);
-  return started;
-}
-
 void think() {
   SearchLimits& limits = search_limits;
   ThreadData* const threads = limits.thread_blocks;
@@ -126,7 +118,7 @@ void think() {
 
   bool started[MAX_THREADS] = {};
   for (int i = 1; i < limits.thread_count; ++i)
-    started[i] = start_search_thread(threads[i].handle, search_thread_body, &threads[i]);
+    started[i] = start_thread(threads[i].handle, search_thread_body, &threads[i], SEARCH_STACK_SIZE);
   search_thread(main);
   // A ponder or infinite search answers only after ponderhit or stop.
   while (limits.ponder_mode.load(std::memory_order_relaxed) != PONDER_NONE &&

@@ -5,12 +5,9 @@
 
 #include <cstddef>
 
-// The recursion keeps a move list in every frame for hundreds of plies.
+// The recursion keeps a move list in every frame for hundreds of plies: think and every
+// search thread start with this much stack.
 constexpr size_t SEARCH_STACK_SIZE = size_t(16) << 20;
-
-// Starts body(argument) on a new thread with SEARCH_STACK_SIZE of stack; false when the
-// system refuses.
-bool start_search_thread(pthread_t& handle, void* (*body)(void*), void* argument);
 
 // Expects at least one root move in thread 0 and EngineLock held on its behalf; prints
 // the result and releases EngineLock as its last act.

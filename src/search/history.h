@@ -7,9 +7,6 @@
 #include "board/position.h"
 #include "search/thread_data.h"
 
-// Killers and the counter move sort behind the good captures, ahead of every quiet move.
-constexpr int32_t KILLER_SCORE = 163835;  // five times 32767
-
 // Side index of the tables: 0 for White to move, 1 for Black.
 inline int side_index(const Position& pos) { return side_bit(pos) >> 3; }
 

@@ -6,15 +6,11 @@
 
 #include "board/move_checks.h"
 #include "board/movegen.h"
+#include "board/move_scores.h"
 #include "board/see.h"
 #include "search/history.h"
 #include "search/score.h"
-
-// Scores of captures that lose material: below BAD_CAPTURE_LIMIT, ordered by the loss.
-constexpr int32_t BAD_CAPTURE_BASE = -2047483773;
-inline int32_t bad_capture_score(int see_value, int32_t old_score) {
-  return see_value * 128 + (old_score & 127) + BAD_CAPTURE_BASE;
-}
+#include "search/search_margins.h"
 
 enum PickStage : int {
   PICK_HASH_MOVE = 0,
@@ -54,6 +50,31 @@ inline ScoredMove* select_best(ScoredMove* list, ScoredMove* end) {
   return end - 1;
 }
 
+// The first two stages, alike in search and qsearch: the hash move, then the first
+// generation (evasions in check, else captures and queen promotions). Returns the hash
+// move, or move 0 once the list is generated.
+inline ScoredMove hash_move_or_generate(MovePicker& mp, const Position& pos, bool checked, bool underpromotions) {
+  if (mp.stage == PICK_HASH_MOVE) {
+    mp.stage = PICK_GENERATE;
+    if (mp.hash_move) return {GOOD_MOVE_SCORE, mp.hash_move};
+  }
+  mp.end = checked ? generate_evasions(pos, mp.list, underpromotions) : generate_captures(pos, mp.list);
+  mp.stage = PICK_GOOD_CAPTURES;
+  return {0, 0};
+}
+
+// Takes the highest-scored entry out of the list while it is a good capture; passes over
+// the hash move and illegal moves. Null when no good capture is left.
+inline ScoredMove* next_good_capture(MovePicker& mp, const Position& pos) {
+  while (mp.end != mp.list) {
+    ScoredMove* p = select_best(mp.list, mp.end);
+    if (p->score < GOOD_MOVE_SCORE) return nullptr;
+    --mp.end;
+    if (!same_move(p->move, mp.hash_move) && !legality_attackers(pos, p->move)) return p;
+  }
+  return nullptr;
+}
+
 // Adds the history score to the quiet moves of the range; captures and promotions keep theirs.
 inline void add_quiet_history(const ThreadData& thread, ScoredMove* begin, ScoredMove* end, Move prev_move,
                               Move prev_prev_move) {
@@ -75,20 +96,13 @@ inline ScoredMove next_move(ThreadData& thread, MovePicker& mp, int ply, int dep
   const Position& pos = *thread.current_position;
   switch (mp.stage) {
     case PICK_HASH_MOVE:
-      mp.stage = PICK_GENERATE;
-      if (mp.hash_move) return {GOOD_MOVE_SCORE, mp.hash_move};
-      [[fallthrough]];
     case PICK_GENERATE:
-      mp.end = checked ? generate_evasions(pos, mp.list, depth >= 8) : generate_captures(pos, mp.list);
-      mp.stage = PICK_GOOD_CAPTURES;
+      if (const ScoredMove sm = hash_move_or_generate(mp, pos, checked, depth >= UNDERPROMOTION_MIN_DEPTH); sm.move)
+        return sm;
       [[fallthrough]];
     case PICK_GOOD_CAPTURES:
-      while (mp.end != mp.list) {
-        ScoredMove* p = select_best(mp.list, mp.end);
-        if (p->score < GOOD_MOVE_SCORE) break;
-        --mp.end;
+      while (ScoredMove* p = next_good_capture(mp, pos)) {
         Move m = p->move;
-        if (same_move(m, mp.hash_move) || legality_attackers(pos, m)) continue;
         // Only a victim worth less than the attacker leaves the exchange open.
         if (SEE_VALUES[move_piece(m)] > SEE_VALUES[move_captured(m)]) {
           const int v = see(thread, m);
@@ -123,7 +137,7 @@ inline ScoredMove next_move(ThreadData& thread, MovePicker& mp, int ply, int dep
     }
       [[fallthrough]];
     case PICK_GENERATE_QUIETS: {
-      if (depth >= 8) mp.end = generate_underpromotions(pos, mp.end);
+      if (depth >= UNDERPROMOTION_MIN_DEPTH) mp.end = generate_underpromotions(pos, mp.end);
       mp.end = generate_quiets(pos, mp.end, false);
       add_quiet_history(thread, mp.list, mp.end, prev_move, prev_prev_move);
       mp.stage = PICK_REMAINING;
@@ -154,20 +168,12 @@ inline ScoredMove next_qsearch_move(ThreadData& thread, MovePicker& mp, bool che
   const Position& pos = *thread.current_position;
   switch (mp.stage) {
     case PICK_HASH_MOVE:
-      mp.stage = PICK_GENERATE;
-      if (mp.hash_move) return {GOOD_MOVE_SCORE, mp.hash_move};
-      [[fallthrough]];
     case PICK_GENERATE:
-      mp.end = checked ? generate_evasions(pos, mp.list, false) : generate_captures(pos, mp.list);
-      mp.stage = PICK_GOOD_CAPTURES;
+      if (const ScoredMove sm = hash_move_or_generate(mp, pos, checked, false); sm.move) return sm;
       [[fallthrough]];
     case PICK_GOOD_CAPTURES:
-      while (mp.end != mp.list) {
-        ScoredMove* p = select_best(mp.list, mp.end);
-        if (p->score < GOOD_MOVE_SCORE) break;
-        --mp.end;
+      if (ScoredMove* p = next_good_capture(mp, pos)) {
         Move m = p->move;
-        if (same_move(m, mp.hash_move) || legality_attackers(pos, m)) continue;
         mark_gives_check(pos, &m);
         return {p->score, m};
       }

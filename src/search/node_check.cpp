@@ -1,13 +1,5 @@
 #include "search/node_check.h"
 
-#include <ctime>
-
-int64_t now_ms() {
-  timespec ts;
-  clock_gettime(CLOCK_MONOTONIC, &ts);
-  return int64_t(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
-}
-
 void check_clock_and_limit(ThreadData& thread) {
   search_limits.next_check += search_limits.check_interval;
   // Pondering and infinite searches wait for a stop: no deadline and no node limit.

@@ -1,13 +1,11 @@
 #pragma once
-// The stop check at the head of every node, and the search's clock.
+// The stop check at the head of every node.
 #include <csetjmp>
 #include <cstdint>
 
 #include "protocol/search_limits.h"
+#include "search/clock.h"
 #include "search/thread_data.h"
-
-// Milliseconds on the monotonic clock.
-int64_t now_ms();
 
 // Thread 0's due look at the clock and the node limit; raises stop_flag when either is out.
 void check_clock_and_limit(ThreadData& thread);

@@ -1,20 +1,14 @@
-#include <algorithm>
-#include <cstdlib>
-
-#include "board/make_move.h"
 #include "eval/evaluate.h"
 #include "search/hash_store.h"
 #include "search/move_picker.h"
-#include "search/node_check.h"
-#include "search/node_exits.h"
+#include "search/node_entry.h"
 #include "search/search.h"
+#include "search/search_margins.h"
+#include "search/tablebase_cut.h"
 
 namespace {
 
-// Margins of delta pruning: what a capture of each piece type may add to the standing score.
-constexpr int32_t DELTA_VALUES[8] = {0, 164, 393, 420, 572, 1061, 0, 0};
 constexpr Move PLAIN_CAPTURE_MASK = MOVE_CAPTURE | MOVE_PROMOTION | MOVE_GIVES_CHECK;
-constexpr int32_t ORDINARY_LIMIT = 31965;
 
 inline bool plain_capture(Move m) { return (m & PLAIN_CAPTURE_MASK) == MOVE_CAPTURE; }
 
@@ -27,32 +21,26 @@ inline bool losing_exchange(const ThreadData& thread, Move m) {
 
 int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int32_t alpha, int32_t beta,
                 Move prev_move, Move prev_prev_move) {
-  node_check(thread);
-  ++thread.nodes;
-  const Position& pos = *thread.current_position;
+  // Node entry: stop check, draw rules, depth floor, hash table, tables.
   int32_t exit_score;
-  if (draw_exit(pos, ply, exit_score)) return exit_score;
+  if (enter_node(thread, ply, exit_score)) return exit_score;
+  const Position& pos = *thread.current_position;
   const bool checked = in_check(pos);
-  if ((depth <= -17 && !checked) || ply >= LEAF_PLY) return evaluate(thread, ply);
+  if ((depth <= QSEARCH_DEPTH_FLOOR && !checked) || ply >= LEAF_PLY) return evaluate(thread, ply);
   // Below the first ply only captures are looked at, and entries of depth -1 are enough.
   const bool checks_off = depth != 0 && !checked;
 
-  uint64_t data;
+  const NodeEntry entry = probe_node_entry(pos.key, ply);
   int32_t value = thread.static_evals[ply];
-  ShortMove stored_move = 0;
-  if (probe_hash(pos.key, data)) {
-    const int32_t tt_score = score_from_hash(hash_score(data), ply);
-    const uint32_t tt_bound = hash_bound(data);
-    if (hash_depth_code(data) - 128 >= -int(checks_off) && hash_score_cuts(tt_score, tt_bound, alpha, beta))
-      return tt_score;
-    thread.static_evals[ply] = hash_static_eval(data);
-    value = value_after_hash_hit(thread.static_evals[ply], tt_score, tt_bound, checked);
-    stored_move = hash_move(data);
+  if (entry.hit) {
+    if (entry_cuts(entry, -int(checks_off), alpha, beta)) return entry.score;
+    value = adopt_entry(thread, ply, entry, checked);
   }
 
   if (may_probe_tables(pos) && tablebase_cut(thread, ply, alpha, beta, exit_score)) return exit_score;
 
-  const Move hash_mv = stored_move ? validate_hash_move(thread, stored_move) : 0;
+  // The hash move, and stand pat: out of check the side may keep the standing score.
+  const Move hash_mv = entry.move ? validate_hash_move(thread, entry.move) : 0;
   const int depth_code = checks_off ? 127 : 128;
   int32_t best_score = SCORE_NONE;
   Move best_move = 0;
@@ -72,7 +60,8 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
 
   const bool pv = node_type == NODE_PV;
   const uint32_t child_type = pv ? NODE_PV : node_type ^ NODE_CUT;
-  const bool delta_pruning = !pv && std::abs(value) <= ORDINARY_LIMIT;
+  const bool delta_pruning = !pv && is_ordinary(value);
+  // Move loop: captures (evasions in check), quiet checks on the first ply; exchange and delta pruning.
   MovePicker mp;
   start_picker(mp, hash_mv);
   int legal_count = 0;
@@ -84,7 +73,7 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
       // The first evasion is always searched; once a mate is off the board, losing ones are not.
       if (best_score >= -ORDINARY_LIMIT && losing_exchange(thread, m)) continue;
     } else if (delta_pruning && plain_capture(m) && !same_move(m, hash_mv) &&
-               value + DELTA_VALUES[move_captured(m)] < alpha && std::abs(alpha) <= ORDINARY_LIMIT) {
+               value + DELTA_VALUES[move_captured(m)] < alpha && is_ordinary(alpha)) {
       continue;
     } else if (m & MOVE_GIVES_CHECK) {
       if (losing_exchange(thread, m)) continue;
@@ -93,9 +82,7 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
       if (SEE_VALUES[move_piece(m)] >= SEE_VALUES[move_captured(m)] && see(thread, m) <= 0) continue;
     }
 
-    make_move(thread, m, &thread.ply_records[ply].delta);
-    thread.static_evals[ply + 1] = SCORE_NONE;
-    thread.ply_records[ply + 1].acc_valid = 0;
+    make_child_move(thread, ply, m);
     const int32_t score = -qsearch(thread, child_type, ply + 1, depth - 1, -beta, -alpha, m, prev_move);
     undo_move(thread);
     if (score >= best_score) best_score = score;
@@ -107,6 +94,7 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
     }
   }
 
+  // End of the node: mate in check, else the store; qsearch never reports stalemate.
   if (checked && legal_count == 0) return mated_score(ply);
   const uint32_t bound = !raised ? BOUND_UPPER : alpha >= beta ? BOUND_LOWER : BOUND_EXACT;
   store_qsearch_entry(pos.key, depth_code, best_move ? best_move : hash_mv, bound, best_score, ply,

@@ -1,15 +1,13 @@
+#include "search/root_moves.h"
+
 #include "board/move_checks.h"
 #include "board/movegen.h"
+#include "board/move_scores.h"
 #include "board/see.h"
 #include "protocol/search_limits.h"
-#include "search/move_order.h"
 #include "search/move_picker.h"
 
 namespace {
-
-constexpr int32_t ROOT_KILLER_1_SCORE = 163838;
-constexpr int32_t ROOT_KILLER_2_SCORE = 163837;
-constexpr int32_t ROOT_COUNTER_SCORE = 163836;
 
 // The last search's ply-2 killers and the answer to the opponent's last move come first
 // among the quiet moves; the rest go by history, each table counted once.

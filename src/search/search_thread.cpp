@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <csetjmp>
 
-#include "board/make_move.h"
+#include "board/move_scores.h"
 #include "eval/evaluate.h"
 #include "protocol/engine_options.h"
 #include "protocol/saved_root.h"
@@ -14,11 +14,9 @@
 #include "search/print_info.h"
 #include "search/reductions.h"
 #include "search/search.h"
+#include "search/search_margins.h"
 
 namespace {
-
-// Capture, promotion, castling or gives check: such root moves are never reduced.
-constexpr Move ROOT_UNREDUCED_BITS = MOVE_CAPTURE | MOVE_PROMOTION | MOVE_CASTLING | MOVE_GIVES_CHECK;
 
 // Moves entry i up to the first place whose score it beats; the ones in between move down.
 void insert_root_move(ThreadData& thread, int i, int32_t v) {
@@ -44,25 +42,19 @@ void root_pass(ThreadData& thread, int depth, int32_t& alpha, int32_t beta, bool
   for (int i = 0; i < count; ++i) {
     const int32_t s = thread.root_moves[i].score;
     const Move m = thread.root_moves[i].move;
-    // Checks are extended, except for an underpromotion.
+    // A check gets a ply more, unless it comes from an underpromotion, which is rarely its point.
     int new_depth = depth - 1;
     if ((m & MOVE_GIVES_CHECK) && (!(m & MOVE_PROMOTION) || move_promotion(m) == QUEEN)) ++new_depth;
 
-    make_move(thread, m, &thread.ply_records[0].delta);
-    thread.static_evals[1] = SCORE_NONE;
-    thread.ply_records[1].acc_valid = 0;
+    make_child_move(thread, 0, m);
     int32_t& v = thread.root_scores[i];
     if (i < lines) {
       v = -search(thread, NODE_PV, 1, new_depth, -beta, -alpha, 0, m, last);
     } else {
       int r = 0;
-      if (may_reduce && !(s >= BAD_CAPTURE_LIMIT && (m & ROOT_UNREDUCED_BITS)) && m != thread.killers[0][0] &&
-          m != thread.killers[0][1] && m != reply) {
-        int32_t t = reduction_table[1][depth][std::min(i, 126) + 1];
-        // Losing captures and underpromotions are reduced only a little.
-        if (s < BAD_CAPTURE_LIMIT) t /= 6;
-        r = (t + 64) >> 6;
-      }
+      if (may_reduce && !(s >= BAD_CAPTURE_LIMIT && (m & MOVE_FORCING_BITS)) && m != thread.killers[0][0] &&
+          m != thread.killers[0][1] && m != reply)
+        r = late_move_reduction(true, depth, i + 1, s < BAD_CAPTURE_LIMIT);
       v = -search(thread, NODE_CUT, 1, new_depth - r, -alpha - 1, -alpha, 0, m, last);
       if (r != 0 && new_depth > 0 && v > alpha)
         v = -search(thread, NODE_CUT, 1, new_depth, -alpha - 1, -alpha, 0, m, last);
@@ -136,7 +128,7 @@ void search_thread(ThreadData& thread) {
       beta = s >= 32761 ? SCORE_INFINITE : s + ASPIRATION_WIDTH;
     }
     int32_t delta = ASPIRATION_WIDTH;
-    const bool may_reduce = depth >= 3 && !in_check(*root);
+    const bool may_reduce = depth >= REDUCTION_MIN_DEPTH && !in_check(*root);
     for (;;) {
       const int32_t alpha0 = alpha;
       root_pass(thread, depth, alpha, beta, may_reduce);

@@ -11,6 +11,9 @@
 #include "eval/ply_record.h"
 
 constexpr int MAX_PLY = 512;
+// A node this far from the root is a leaf, which keeps every ply row and the position
+// stack in bounds however long extensions stretch a line.
+constexpr int LEAF_PLY = MAX_PLY - 8;
 
 // A count that only its own thread raises while other threads sum it for output: relaxed
 // atomic loads and stores keep those reads defined and cost what plain ones do.
@@ -41,5 +44,5 @@ struct ThreadData {
   int16_t move_history[2][7][64][64];
   int16_t reply_history[2][7][64][7][64];
   int16_t followup_history[2][7][64][7][64];
-  PlyRecord ply_records[MAX_PLY_RECORDS];
+  PlyRecord ply_records[MAX_PLY];
 };

@@ -7,7 +7,7 @@
 #include "board/movegen.h"
 #include "protocol/engine_options.h"
 #include "protocol/search_limits.h"
-#include "search/node_exits.h"
+#include "search/tablebase_cut.h"
 #include "search/score.h"
 #include "tablebase/probe.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "training/training_record.h"
+#include "common/training_record.h"
 
 // count records from random games (captures preferred, so material varies); the score is the
 // mover's material balance in score units, the result its sign beyond a pawn and a half.

@@ -6,14 +6,13 @@
 
 #include "board/make_move.h"
 #include "board/movegen.h"
+#include "common/teacher.h"
 #include "datagen/game_records.h"
 #include "datagen/start_positions.h"
 #include "search/score.h"
-#include "training/teacher.h"
 
 namespace {
 
-constexpr int PLY_CAP = 400;
 // The first plies from an opening repeat across games; the start position itself would
 // be written once per game.
 constexpr int FIRST_KEPT_PLY = 4;

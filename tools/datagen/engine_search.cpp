@@ -2,11 +2,12 @@
 
 #include <cstring>
 
+#include "protocol/block_clearing.h"
 #include "protocol/engine_options.h"
 #include "protocol/memory_block.h"
 #include "protocol/search_limits.h"
 #include "protocol/think.h"
-#include "search/move_order.h"
+#include "search/root_moves.h"
 #include "search/thread_data.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "board/move.h"
-#include "training/game_board.h"
+#include "common/game_board.h"
 
 struct EngineAnswer {
   Move move;      // 0 when the position has no legal move

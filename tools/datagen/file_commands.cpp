@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "datagen/run_journal.h"
-#include "training/record_features.h"
-#include "training/training_file.h"
+#include "common/record_features.h"
+#include "common/training_file.h"
 
 namespace {
 

@@ -7,8 +7,11 @@
 #include <vector>
 
 #include "board/position.h"
-#include "training/game_board.h"
-#include "training/training_record.h"
+#include "common/game_board.h"
+#include "common/training_record.h"
+
+// A game that runs this many plies from its start position is drawn: long shuffles teach little.
+constexpr int PLY_CAP = 400;
 
 inline int white_sign(const Position& pos) { return side_bit(pos) ? -1 : 1; }
 

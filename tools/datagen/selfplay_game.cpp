@@ -3,16 +3,15 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "common/chess960_start.h"
 #include "datagen/engine_search.h"
 #include "datagen/game_records.h"
 #include "datagen/start_positions.h"
 #include "protocol/engine_options.h"
 #include "search/score.h"
-#include "training/chess960_start.h"
 
 namespace {
 
-constexpr int PLY_CAP = 400;
 constexpr int32_t RESIGN_SCORE = 1000;
 constexpr int RESIGN_PLIES = 4;
 constexpr int32_t DRAW_SCORE_LIMIT = 10;

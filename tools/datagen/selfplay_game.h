@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "training/split_mix_rng.h"
-#include "training/game_board.h"
-#include "training/training_record.h"
+#include "common/game_board.h"
+#include "common/split_mix_rng.h"
+#include "common/training_record.h"
 
 struct SelfplaySettings {
   int64_t nodes;

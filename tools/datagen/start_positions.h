@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "training/split_mix_rng.h"
-#include "training/game_board.h"
+#include "common/game_board.h"
+#include "common/split_mix_rng.h"
 
 // The positions of an EPD file: the FEN in the first four fields of a line (six when the
 // move counters follow). Lines the board code can't take are skipped; rights that don't fit

@@ -19,7 +19,7 @@
 #include <thread>
 
 #include "datagen/run_journal.h"
-#include "training/training_file.h"
+#include "common/training_file.h"
 
 namespace {
 

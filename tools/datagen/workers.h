@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "training/game_board.h"
-#include "training/split_mix_rng.h"
-#include "training/training_record.h"
+#include "common/game_board.h"
+#include "common/split_mix_rng.h"
+#include "common/training_record.h"
 
 struct RunPlan {
   std::string out;

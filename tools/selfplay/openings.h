@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "common/split_mix_rng.h"
 #include "game_record.h"
-#include "training/split_mix_rng.h"
 
 // A handful of Shredder-FEN starts used when no file is given for Chess960.
 extern const std::vector<std::string> BUILT_IN_CHESS960_STARTS;

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "engine_pipe.h"
+#include "common/engine_pipe.h"
 
 struct EngineSetup {
   std::string program;

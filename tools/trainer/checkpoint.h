@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "common/float_model.h"
 #include "trainer/adam.h"
 #include "trainer/options.h"
-#include "training/float_model.h"
 
 struct EpochRow {
   int32_t epoch;

@@ -5,12 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "common/export_check.h"
+#include "common/network_export.h"
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
-#include "training/export_check.h"
-#include "training/network_export.h"
-#include "training/record_features.h"
-#include "training/training_set.h"
+#include "common/export_check.h"
+#include "common/network_export.h"
+#include "common/record_features.h"
+#include "common/training_set.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <memory>
 
+#include "common/float_vector.h"
 #include "trainer/run_threads.h"
-#include "training/float_vector.h"
 
 namespace {
 

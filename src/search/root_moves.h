@@ -1,5 +1,5 @@
 #pragma once
-// Move ordering: the root list, and the tables that learn from cut-offs (history.h).
+// The root list: every legal move of the root, ordered for the first iteration.
 #include "board/move.h"
 #include "search/history.h"
 #include "search/thread_data.h"

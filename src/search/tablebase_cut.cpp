@@ -1,25 +1,14 @@
-#include "search/node_exits.h"
+#include "search/tablebase_cut.h"
 
 #include <algorithm>
 
-#include "board/move_checks.h"
-#include "board/movegen.h"
 #include "protocol/engine_options.h"
 #include "tablebase/probe.h"
 
-bool has_legal_evasion(const Position& pos) {
-  ScoredMove list[MAX_MOVES];
-  ScoredMove* end = generate_evasions(pos, list, false);
-  for (ScoredMove* p = list; p != end; ++p)
-    if (!legality_attackers(pos, p->move)) return true;
-  return false;
-}
-
 int32_t tb_score(const Position& pos, int ply, bool win) {
-  constexpr int32_t VALUES[6] = {100, 300, 300, 500, 1000, 0};
   int32_t balance = 0;
   for (int t = PAWN; t <= QUEEN; ++t)
-    balance += VALUES[t - PAWN] * (popcount(pos.bb[t] & pos.bb[OWN]) - popcount(pos.bb[t] & enemy_pieces(pos)));
+    balance += SEE_VALUES[t] * (popcount(pos.bb[t] & pos.bb[OWN]) - popcount(pos.bb[t] & enemy_pieces(pos)));
   const int32_t m = std::clamp(balance / 5, -200, 200);
   return win ? 32526 + m - ply : -32526 + m + ply;
 }

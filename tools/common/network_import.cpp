@@ -1,10 +1,10 @@
-#include "training/network_import.h"
+#include "common/network_import.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "training/fixed_point.h"
-#include "training/network_export.h"
+#include "common/fixed_point.h"
+#include "common/network_export.h"
 
 namespace {
 

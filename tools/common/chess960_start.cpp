@@ -1,4 +1,4 @@
-#include "training/chess960_start.h"
+#include "common/chess960_start.h"
 
 #include <cctype>
 

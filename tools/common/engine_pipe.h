@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "search/clock.h"
+
 enum class ReadStatus { LINE, TIMEOUT, CLOSED };
 
 struct EnginePipe {
@@ -18,15 +20,20 @@ struct EnginePipe {
   bool reaped = false;
 };
 
-// Milliseconds on the monotonic clock.
-int64_t now_ms();
-
 // Starts the program with its arguments; its standard error stays the caller's, so
-// that crash and sanitizer reports show. False when the pipes or the fork fail.
-bool start_engine(EnginePipe& engine, const std::string& program, const std::vector<std::string>& arguments);
+// that crash and sanitizer reports show. A nonzero address_space_limit caps the child's
+// virtual memory (RLIMIT_AS) in bytes. False when the pipes or the fork fail.
+bool start_engine(EnginePipe& engine, const std::string& program, const std::vector<std::string>& arguments,
+                  uint64_t address_space_limit = 0);
+
+// Writes the bytes as they are. False when the engine no longer reads.
+bool send_text(EnginePipe& engine, const std::string& bytes);
 
 // Writes one line (the newline is added). False when the engine no longer reads.
-bool send_line(EnginePipe& engine, const std::string& line);
+inline bool send_line(EnginePipe& engine, const std::string& line) { return send_text(engine, line + "\n"); }
+
+// Closes the engine's standard input: the end of its input.
+void close_input(EnginePipe& engine);
 
 // The next line, without its newline and a trailing carriage return, waiting until
 // deadline_ms at most (a deadline in the past only takes what is already there).

@@ -1,4 +1,4 @@
-#include "training/training_file.h"
+#include "common/training_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,30 +1,26 @@
-#include "engine_pipe.h"
+#include "common/engine_pipe.h"
 
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <chrono>
-#include <ctime>
+#include <cstring>
 #include <thread>
 
-int64_t now_ms() {
-  timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return int64_t(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
-}
-
-bool start_engine(EnginePipe& engine, const std::string& program, const std::vector<std::string>& arguments) {
+bool start_engine(EnginePipe& engine, const std::string& program, const std::vector<std::string>& arguments,
+                  uint64_t address_space_limit) {
   // A write to an engine that has just died must come back as an error, not kill the match.
   signal(SIGPIPE, SIG_IGN);
   // The child gets only async-signal-safe calls, so argv is built before the fork.
   std::vector<char*> argv{const_cast<char*>(program.c_str())};
   for (const std::string& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
+  const rlimit limit{address_space_limit, address_space_limit};
   int input[2], output[2];
   if (pipe2(input, O_CLOEXEC) != 0) return false;
   if (pipe2(output, O_CLOEXEC) != 0) {
@@ -40,6 +36,7 @@ bool start_engine(EnginePipe& engine, const std::string& program, const std::vec
   if (pid == 0) {
     dup2(input[0], 0);
     dup2(output[1], 1);
+    if (address_space_limit) setrlimit(RLIMIT_AS, &limit);
     execv(program.c_str(), argv.data());
     _exit(127);
   }
@@ -52,9 +49,8 @@ bool start_engine(EnginePipe& engine, const std::string& program, const std::vec
   return true;
 }
 
-bool send_line(EnginePipe& engine, const std::string& line) {
+bool send_text(EnginePipe& engine, const std::string& bytes) {
   if (engine.to_engine < 0) return false;
-  const std::string bytes = line + "\n";
   size_t done = 0;
   while (done < bytes.size()) {
     const ssize_t n = write(engine.to_engine, bytes.data() + done, bytes.size() - done);
@@ -63,6 +59,11 @@ bool send_line(EnginePipe& engine, const std::string& line) {
     done += size_t(n);
   }
   return true;
+}
+
+void close_input(EnginePipe& engine) {
+  if (engine.to_engine >= 0) close(engine.to_engine);
+  engine.to_engine = -1;
 }
 
 ReadStatus read_line(EnginePipe& engine, int64_t deadline_ms, std::string& line) {
@@ -133,9 +134,9 @@ std::string describe_exit(const EnginePipe& engine) {
 }
 
 void close_engine(EnginePipe& engine) {
-  if (engine.to_engine >= 0) close(engine.to_engine);
+  close_input(engine);
   if (engine.from_engine >= 0) close(engine.from_engine);
-  engine.to_engine = engine.from_engine = -1;
+  engine.from_engine = -1;
   if (engine.pid > 0 && !engine.reaped) wait_or_kill(engine, 0);
   engine.pid = -1;
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "training/training_record.h"
+#include "common/training_record.h"
 
 // Whole records in a file of `bytes` bytes (header included).
 constexpr int64_t whole_records(int64_t bytes) {

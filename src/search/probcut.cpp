@@ -1,19 +1,20 @@
-#include "search/search_pruning.h"
+#include "search/probcut.h"
 
 #include "board/make_move.h"
 #include "search/move_picker.h"
 #include "search/search.h"
+#include "search/search_margins.h"
 
 namespace {
 
-// Searches one capture at depth 2, and confirms a success at depth - 4 from depth 7 on.
+// Searches one capture shallow, and confirms a success deeper where the node is deep.
 inline int32_t probe_capture(ThreadData& thread, int ply, int depth, int32_t probe_beta, Move m, Move prev_move) {
-  make_move(thread, m, &thread.ply_records[ply].delta);
-  thread.static_evals[ply + 1] = SCORE_NONE;
-  thread.ply_records[ply + 1].acc_valid = 0;
-  int32_t value = -search(thread, NODE_ALL, ply + 1, 2, -probe_beta, -probe_beta + 1, 0, m, prev_move);
-  if (depth >= 7 && value >= probe_beta)
-    value = -search(thread, NODE_ALL, ply + 1, depth - 4, -probe_beta, -probe_beta + 1, 0, m, prev_move);
+  make_child_move(thread, ply, m);
+  int32_t value =
+      -search(thread, NODE_ALL, ply + 1, PROBCUT_PROBE_DEPTH, -probe_beta, -probe_beta + 1, 0, m, prev_move);
+  if (depth >= PROBCUT_CONFIRM_MIN_DEPTH && value >= probe_beta)
+    value = -search(thread, NODE_ALL, ply + 1, probcut_confirm_depth(depth), -probe_beta, -probe_beta + 1, 0, m,
+                    prev_move);
   undo_move(thread);
   return value;
 }
@@ -29,7 +30,7 @@ inline int gross_gain(Move m) {
 
 bool probcut(ThreadData& thread, int ply, int depth, int32_t beta, Move hash_move, Move prev_move, int32_t& score) {
   const Position& pos = *thread.current_position;
-  const int32_t probe_beta = beta + 150;
+  const int32_t probe_beta = beta + PROBCUT_MARGIN;
   const int32_t need = probe_beta - thread.static_evals[ply];
   const Move first = (hash_move & MOVE_TACTICAL) ? hash_move : 0;
   if (first && gross_gain(first) >= need && see(thread, first) >= need) {

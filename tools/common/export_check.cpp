@@ -1,13 +1,13 @@
-#include "training/export_check.h"
+#include "common/export_check.h"
 
 #include <cmath>
 #include <memory>
 
+#include "common/training_record.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "protocol/engine_options.h"
 #include "search/thread_data.h"
-#include "training/training_record.h"
 
 ExportCheck compare_with_engine(const FloatModel& model, bool fixed_point, const std::vector<uint8_t>& blob,
                                 const TrainingRecord* records, size_t count) {

@@ -1,4 +1,4 @@
-#include "training/game_board.h"
+#include "common/game_board.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/record_features.h"
 #include "eval/network.h"
-#include "training/record_features.h"
 
 constexpr int BLOB_ROWS = FEATURE_ROWS + 2;
 constexpr int FACTOR_ROW_BASE = BLOB_ROWS;

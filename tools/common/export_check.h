@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "training/float_model.h"
+#include "common/float_model.h"
 
 struct TrainingRecord;
 

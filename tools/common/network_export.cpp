@@ -1,4 +1,4 @@
-#include "training/network_export.h"
+#include "common/network_export.h"
 
 #include <cmath>
 #include <cstdio>

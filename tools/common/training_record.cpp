@@ -1,4 +1,4 @@
-#include "training/training_record.h"
+#include "common/training_record.h"
 
 #include <cstring>
 

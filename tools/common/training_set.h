@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "training/training_file.h"
-#include "training/training_record.h"
+#include "common/training_file.h"
+#include "common/training_record.h"
 
 // Blocks are this long at most, and an eighth of a chunk when chunks are small: long enough
 // for reads of whole stretches of a file, short enough to mix the games of many blocks.

@@ -1,12 +1,12 @@
-#include "training/training_set.h"
+#include "common/training_set.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <numeric>
 #include <random>
 
-#include "training/record_features.h"
-#include "training/split_mix_rng.h"
+#include "common/record_features.h"
+#include "common/split_mix_rng.h"
 
 bool held_out(uint64_t seed, double share, int64_t index) {
   SplitMixRng rng{seed * 0xD1B54A32D192ED03ull ^ uint64_t(index)};

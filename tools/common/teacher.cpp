@@ -1,4 +1,4 @@
-#include "training/teacher.h"
+#include "common/teacher.h"
 
 #include <algorithm>
 

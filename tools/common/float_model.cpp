@@ -1,11 +1,11 @@
-#include "training/float_model.h"
+#include "common/float_model.h"
 
 #include <algorithm>
 #include <cmath>
 #include <random>
 
-#include "training/fixed_point.h"
-#include "training/float_vector.h"
+#include "common/fixed_point.h"
+#include "common/float_vector.h"
 
 FloatModel::FloatModel() : rows(size_t(MODEL_ROWS) * L1_SIZE, 0.0f), dense{} {}
 

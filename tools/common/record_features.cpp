@@ -1,8 +1,8 @@
-#include "training/record_features.h"
+#include "common/record_features.h"
 
 #include <bit>
 
-#include "training/training_record.h"
+#include "common/training_record.h"
 
 namespace {
 
