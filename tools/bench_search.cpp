@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "board/board_tables.h"
+#include "common/fixed_search.h"
 #include "board/move_checks.h"
 #include "board/move_text.h"
 #include "eval/evaluate.h"
@@ -28,21 +29,8 @@ int main(int argc, char** argv) {
 
   engine_options.Hash = 16;
   engine_options.Threads = 1;
-  uint64_t large_page_bytes = 0;
-  allocate_memory(large_page_bytes);
-  search_limits.stop_flag.store(0, std::memory_order_relaxed);
-  search_limits.ponder_mode.store(PONDER_NONE, std::memory_order_relaxed);
-  search_limits.node_limit = INT64_MAX;
-  search_limits.check_interval = search_limits.next_check = INT64_MAX / 4;
-  search_limits.hard_deadline = INT64_MAX;
-  search_limits.tb_probe_limit = 0;
-  search_limits.hash_generation += 0x2000000;
-
-  ThreadData& thread = search_limits.thread_blocks[0];
-  set_position(thread, fen, nullptr);
-  thread.nodes = 0;
-  thread.ply_records[0].acc_valid = 0;
-  thread.static_evals[0] = in_check(*thread.current_position) ? SCORE_NONE : evaluate(thread, 0);
+  uint64_t large_page_bytes;
+  ThreadData& thread = prepare_fixed_search(fen, 0, large_page_bytes);
   const auto start = std::chrono::steady_clock::now();
   for (int d = 1; d <= depth; ++d) {
     const int32_t score = search(thread, NODE_PV, 0, d, -SCORE_INFINITE, SCORE_INFINITE, 0, 0, 0);

@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "board/board_tables.h"
+#include "common/board_text.h"
+#include "common/fixed_search.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "protocol/engine_options.h"
@@ -57,23 +59,7 @@ std::string random_fen(const std::string& name, bool black_to_move, std::mt19937
       board[s] = black ? char(c - 'A' + 'a') : c;
     }
     if (!ok) continue;
-    std::string fen;
-    for (int rank = 7; rank >= 0; --rank) {
-      int empty = 0;
-      for (int file = 0; file < 8; ++file) {
-        const char c = board[8 * rank + file];
-        if (!c) {
-          ++empty;
-          continue;
-        }
-        if (empty) fen += char('0' + empty);
-        empty = 0;
-        fen += c;
-      }
-      if (empty) fen += char('0' + empty);
-      if (rank) fen += '/';
-    }
-    fen += black_to_move ? " b - - 0 1" : " w - - 0 1";
+    const std::string fen = fen_of_board(board, black_to_move);
     // Legal: the side that has just moved is not in check, kings apart.
     Position pos;
     read_fen(pos, fen.c_str());
@@ -134,21 +120,8 @@ void bench_search(int depth) {
   int64_t total_nodes[2] = {};
   for (const char* fen : POSITIONS) {
     for (int probing = 0; probing < 2; ++probing) {
-      uint64_t large_page_bytes = 0;
-      allocate_memory(large_page_bytes);
-      search_limits.stop_flag.store(0, std::memory_order_relaxed);
-      search_limits.ponder_mode.store(PONDER_NONE, std::memory_order_relaxed);
-      search_limits.node_limit = INT64_MAX;
-      search_limits.check_interval = search_limits.next_check = INT64_MAX / 4;
-      search_limits.hard_deadline = INT64_MAX;
-      search_limits.tb_probe_limit = probing ? search_limits.tb_largest : 0;
-      search_limits.hash_generation += 0x2000000;
-      ThreadData& thread = search_limits.thread_blocks[0];
-      set_position(thread, fen, nullptr);
-      thread.nodes = 0;
-      thread.tb_hits = 0;
-      thread.ply_records[0].acc_valid = 0;
-      thread.static_evals[0] = in_check(*thread.current_position) ? SCORE_NONE : evaluate(thread, 0);
+      uint64_t large_page_bytes;
+      ThreadData& thread = prepare_fixed_search(fen, probing ? search_limits.tb_largest : 0, large_page_bytes);
       const auto start = Clock::now();
       int32_t score = 0;
       for (int d = 1; d <= depth; ++d) score = search(thread, NODE_PV, 0, d, -SCORE_INFINITE, SCORE_INFINITE, 0, 0, 0);

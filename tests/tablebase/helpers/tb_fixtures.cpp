@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "board/make_move.h"
+#include "common/board_text.h"
 #include "board/movegen.h"
 #include "board/position.h"
 #include "protocol/engine_options.h"
@@ -34,28 +35,9 @@ std::vector<std::string> embedded_signatures() {
 }
 
 std::string fen_of_men(const std::vector<Man>& men, bool black_to_move, int rule50) {
-  char board[64];
-  std::fill(board, board + 64, 0);
+  char board[64] = {};
   for (const Man& m : men) board[m.square] = m.piece;
-  std::string fen;
-  for (int rank = 7; rank >= 0; --rank) {
-    int empty = 0;
-    for (int file = 0; file < 8; ++file) {
-      const char c = board[8 * rank + file];
-      if (!c) {
-        ++empty;
-        continue;
-      }
-      if (empty) fen += char('0' + empty);
-      empty = 0;
-      fen += c;
-    }
-    if (empty) fen += char('0' + empty);
-    if (rank) fen += '/';
-  }
-  fen += black_to_move ? " b - - " : " w - - ";
-  fen += std::to_string(rule50) + " 1";
-  return fen;
+  return fen_of_board(board, black_to_move, rule50);
 }
 
 std::vector<Man> men_of_signature(const std::string& name) {
