@@ -39,7 +39,9 @@ TEST(Retrograde, KnownPositions) {
     const TableResult& t = generated_table(c.table);
     const uint16_t s = table_state(t, c.squares.data(), c.side);
     EXPECT_EQ(state_wdl(s), c.wdl) << c.table << " " << c.squares[0];
-    if (c.metric >= 0) EXPECT_EQ(s & STATE_METRIC, c.metric) << c.table << " " << c.squares[0];
+    if (c.metric >= 0) {
+      EXPECT_EQ(s & STATE_METRIC, c.metric) << c.table << " " << c.squares[0];
+    }
   }
 }
 

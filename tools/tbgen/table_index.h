@@ -3,6 +3,8 @@
 // become one number per leading file and side, folded by the board's symmetries.
 #include <cstdint>
 
+#include "tablebase/table_entry.h"
+
 // Which men lead a table and how its index is shaped, from its material.
 struct TableShape {
   bool has_pawns = false;
@@ -21,6 +23,7 @@ struct SliceLayout {
   int order = 0;
   int order2 = 15;
   uint64_t size = 0;
+  TableSlice reader = {};  // the same layout as the engine's reader holds it
 };
 
 void init_table_index();
@@ -30,5 +33,6 @@ int file_fold(int file);
 // Groups and factors of a slice whose pieces and order bytes are set.
 uint64_t setup_slice_layout(SliceLayout& slice, const TableShape& shape, int file);
 
-// The index of squares p[0..men-1] in the slice's order; p is reordered and transformed.
+// The index of squares p[0..men-1] in the slice's order, by the reader's own encoding;
+// p is reordered and transformed.
 uint64_t encode_table_index(int* p, const SliceLayout& slice, const TableShape& shape);
