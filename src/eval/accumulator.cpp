@@ -89,18 +89,17 @@ void update_accumulators(ThreadData& thread, int ply, ApplyRows apply_rows) {
     if (records[j].delta.king_moved) rebuild[(j ^ ply) & 1] = true;
 
   PlyRecord& target = records[ply];
-  RowBatch batches[2];
-  const int16_t* sources[2];
   for (int view = 0; view < 2; ++view) {
+    int16_t* acc = target.accumulators[view];
     if (rebuild[view]) {
-      gather_all_rows(*thread.current_position, view, batches[view]);
-      sources[view] = network_l1_bias();
-    } else {
-      // A move passes the turn: view 0 here is view 1 at the base when the distance is odd.
-      sources[view] = records[base].accumulators[view ^ ((base ^ ply) & 1)];
-      gather_changed_rows(thread, base, ply, view, target.accumulators[view], sources[view], batches[view], apply_rows);
+      rebuild_accumulator(*thread.current_position, view, acc, apply_rows);
+      continue;
     }
+    // A move passes the turn: view 0 here is view 1 at the base when the distance is odd.
+    const int16_t* source = records[base].accumulators[view ^ ((base ^ ply) & 1)];
+    RowBatch batch;
+    gather_changed_rows(thread, base, ply, view, acc, source, batch, apply_rows);
+    apply_rows(acc, source, batch);
   }
-  for (int view = 0; view < 2; ++view) apply_rows(target.accumulators[view], sources[view], batches[view]);
   target.acc_valid = 1;
 }

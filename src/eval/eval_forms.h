@@ -61,18 +61,14 @@ TESMAR_DECLARE_EVAL_FORM(avx512_form)       // 64-byte vectors, AVX-512 BW
 TESMAR_DECLARE_EVAL_FORM(avx512_vnni_form)  // 64-byte vectors with the 8-bit dot product
 #undef TESMAR_DECLARE_EVAL_FORM
 
-// The form of the processor this build targets.
+// The index in EVAL_FORMS of the form of the processor this build targets.
 #if defined(__AVX512VNNI__) && defined(__AVX512BW__) && defined(__AVX512VL__)
-namespace native_form = avx512_vnni_form;
 constexpr int NATIVE_FORM_INDEX = 4;
 #elif defined(__AVX512BW__) && defined(__AVX512VL__)
-namespace native_form = avx512_form;
 constexpr int NATIVE_FORM_INDEX = 3;
 #elif defined(__AVX2__)
-namespace native_form = avx2_form;
 constexpr int NATIVE_FORM_INDEX = 2;
 #else
-namespace native_form = sse41_form;
 constexpr int NATIVE_FORM_INDEX = 1;
 #endif
 

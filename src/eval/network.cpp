@@ -31,6 +31,14 @@ void load_network(const uint8_t* blob) {
                      w.l3_input_major,    network_l3_biases(), w.l4_weights,      network_l4_bias()};
 }
 
+namespace {
+
+// The embedded network is in use from the start, so that nothing evaluates with empty
+// weights before an explicit load.
+[[maybe_unused]] const bool EMBEDDED_NETWORK_LOADED = (load_network(tesmar_embedded_network), true);
+
+}  // namespace
+
 int network_header_fault(const uint8_t* blob) {
   for (int i = 0; i < 4; ++i) {
     uint32_t word;
