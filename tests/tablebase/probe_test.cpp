@@ -5,6 +5,7 @@
 
 #include <random>
 
+#include "board/position.h"
 #include "helpers/board_fixtures.h"
 #include "tablebase/helpers/tb_fixtures.h"
 #include "tablebase/probe.h"
@@ -55,6 +56,7 @@ std::string file_mirrored_fen(const std::string& fen) {
 // every folding must give the same answer.
 TEST_F(Probe, ColourAndFileMirrorsGiveTheSameValues) {
   std::mt19937_64 random(99);
+  auto thread = thread_at(START_FEN);
   for (const std::string& name : embedded_signatures()) {
     std::vector<Man> men = men_of_signature(name);
     for (int n = 0; n < 60;) {
@@ -66,7 +68,7 @@ TEST_F(Probe, ColourAndFileMirrorsGiveTheSameValues) {
       int expected_wdl = 0, expected_dtz = 0;
       bool first = true;
       for (const std::string& variant : {fen, mirrored_fen(fen), file_mirrored_fen(fen)}) {
-        auto thread = thread_at(variant.c_str());
+        set_position(*thread, variant.c_str(), nullptr);
         int s1, s2;
         const int wdl = probe_wdl(*thread, s1), dtz = probe_dtz(*thread, s2);
         ASSERT_TRUE(s1 && s2) << variant;

@@ -251,21 +251,41 @@ CompressedSlice compress_values(const std::vector<uint16_t>& values) {
   return c;
 }
 
-int decode_compressed(const CompressedSlice& c, uint64_t idx) {
-  if (c.single) return c.single_value;
+namespace {
+// A stored symbol is three bytes: two twelve-bit halves, left first.
+int symbol_left(const CompressedSlice& c, size_t s) { return c.symbols[3 * s] | (c.symbols[3 * s + 1] & 15) << 8; }
+int symbol_right(const CompressedSlice& c, size_t s) { return c.symbols[3 * s + 1] >> 4 | c.symbols[3 * s + 2] << 4; }
+}  // namespace
+
+SliceDecoder make_slice_decoder(const CompressedSlice& c) {
+  SliceDecoder d;
+  d.slice = &c;
+  if (c.single) return d;
   const int h = c.longest - c.shortest + 1;
   const size_t n = c.symbols.size() / 3;
-  std::vector<uint64_t> limit(h, 0);
-  for (int i = h - 2; i >= 0; --i) limit[i] = (limit[i + 1] + c.first_symbol[i] - c.first_symbol[i + 1]) / 2;
-  for (int i = 0; i < h; ++i) limit[i] = limit[i] << ((64 - (c.shortest + i)) & 63);
-  auto left = [&](size_t s) { return c.symbols[3 * s] | (c.symbols[3 * s + 1] & 15) << 8; };
-  auto right = [&](size_t s) { return c.symbols[3 * s + 1] >> 4 | c.symbols[3 * s + 2] << 4; };
-  std::vector<int> len(n, -1);
+  d.limit.assign(size_t(h), 0);
+  for (int i = h - 2; i >= 0; --i) d.limit[i] = (d.limit[i + 1] + c.first_symbol[i] - c.first_symbol[i + 1]) / 2;
+  for (int i = 0; i < h; ++i) d.limit[i] = d.limit[i] << ((64 - (c.shortest + i)) & 63);
+  d.length.assign(n, -1);
   std::function<int(size_t)> measure = [&](size_t s) -> int {
-    if (len[s] >= 0) return len[s];
-    return len[s] = right(s) == 4095 ? 0 : measure(left(s)) + measure(right(s)) + 1;
+    if (d.length[s] >= 0) return d.length[s];
+    return d.length[s] = symbol_right(c, s) == 4095 ? 0 : measure(symbol_left(c, s)) + measure(symbol_right(c, s)) + 1;
   };
   for (size_t s = 0; s < n; ++s) measure(s);
+  // The reader loads whole words ahead of the bits it has used, past a block's last code.
+  d.padded = c.data;
+  d.padded.resize(d.padded.size() + 16, 0);
+  return d;
+}
+
+int decode_compressed(const SliceDecoder& d, uint64_t idx) {
+  const CompressedSlice& c = *d.slice;
+  if (c.single) return c.single_value;
+  const auto& len = d.length;
+  const auto& limit = d.limit;
+  const auto& padded = d.padded;
+  auto left = [&](size_t s) { return symbol_left(c, s); };
+  auto right = [&](size_t s) { return symbol_right(c, s); };
   auto rd = [&](const std::vector<uint8_t>& v, size_t at, int bytes) {
     uint64_t x = 0;
     for (int i = 0; i < bytes; ++i) x |= uint64_t(v[at + i]) << (8 * i);
@@ -278,8 +298,6 @@ int decode_compressed(const CompressedSlice& c, uint64_t idx) {
   auto size_of = [&](int64_t block) { return int64_t(rd(c.size_table, 2 * size_t(block), 2)); };
   while (x < 0) --b, x += size_of(b) + 1;
   while (x > size_of(b)) x -= size_of(b) + 1, ++b;
-  std::vector<uint8_t> padded(c.data);
-  padded.resize(padded.size() + 16, 0);
   size_t at = size_t(b) << c.block_size;
   uint64_t code = 0;
   for (int i = 0; i < 8; ++i) code = code << 8 | padded[at + i];

@@ -29,5 +29,14 @@ struct CompressedSlice {
 // decode; the choices depend on nothing but the values.
 CompressedSlice compress_values(const std::vector<uint16_t>& values);
 
-// The reader's decoding of one value, for checking a compressed slice.
-int decode_compressed(const CompressedSlice& slice, uint64_t index);
+// The reader's decoding of one value, for checking a compressed slice. The decoder holds
+// what every lookup needs (code limits, symbol lengths, the data padded as the reader
+// expects) and points at the slice, which must outlive it.
+struct SliceDecoder {
+  const CompressedSlice* slice = nullptr;
+  std::vector<uint64_t> limit;
+  std::vector<int> length;
+  std::vector<uint8_t> padded;
+};
+SliceDecoder make_slice_decoder(const CompressedSlice& slice);
+int decode_compressed(const SliceDecoder& decoder, uint64_t index);

@@ -12,6 +12,16 @@
 // Tables solved by the generator, once per process (smaller ones come along).
 const TableResult& generated_table(const std::string& name);
 
+// Signatures whose solving, smaller tables included, takes seconds; the long checks walk
+// all 35. Tests take them in one process, so that the smaller tables are solved once.
+inline const std::vector<std::string> QUICK_SIGNATURES = {"KQvK",  "KRvK",  "KPvK",  "KBvKN", "KNvKN",
+                                                          "KRvKR", "KRvKB", "KBBvK", "KBNvK"};
+
+// A material against itself, or with pawns on both sides: exchanging the colours and
+// turning the board over must give the other side to move the same value. Checks every
+// `stride`-th index; empty when all agree, else the first fault.
+std::string colour_exchange_fault(const std::string& name, uint64_t stride);
+
 // What the probes should say of a solved position: WDL, and DTZ in plies (signed);
 // rounded where the files may store the distance halved (wins the 50-move rule spoils).
 struct GeneratedValue {

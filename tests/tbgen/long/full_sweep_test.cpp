@@ -40,6 +40,9 @@ TEST_P(OurTablesFull, EveryPositionAgreesWithItsMoves) {
   for (const std::string& f : r.first_faults) ADD_FAILURE() << f;
 }
 
+// Pawns on both sides: every position of KPvKP against its colours exchanged.
+TEST(RetrogradeFull, PawnsOfBothSidesExchangeColours) { EXPECT_EQ(colour_exchange_fault("KPvKP", 1), ""); }
+
 INSTANTIATE_TEST_SUITE_P(Signatures, OurTablesFull, testing::ValuesIn(embedded_signatures()),
                          [](const testing::TestParamInfo<std::string>& info) { return info.param; });
 
