@@ -50,7 +50,9 @@ std::vector<TrainingRecord> random_play_records(int count, uint64_t seed) {
 bool write_training_file(const std::string& path, const std::vector<TrainingRecord>& records) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (!file) return false;
+  // An empty vector may hold no buffer at all, and fwrite must not be given a null one.
   const bool ok = write_training_header(file) &&
-                  std::fwrite(records.data(), sizeof(TrainingRecord), records.size(), file) == records.size();
+                  (records.empty() ||
+                   std::fwrite(records.data(), sizeof(TrainingRecord), records.size(), file) == records.size());
   return std::fclose(file) == 0 && ok;
 }
