@@ -39,7 +39,8 @@ TableGame play_table_game(const char* binary, const std::string& setup, const st
       return game;
     }
     if (ply == max_plies) break;
-    before = value, before_success = success;
+    before = value;
+    before_success = success;
     const SearchOutput out = engines[ply % 2].go("position fen " + fen +
                                                  (game.moves.empty() ? "" : " moves " + game.moves) + "\ngo nodes " +
                                                  std::to_string(nodes) + "\n");
