@@ -60,6 +60,8 @@ int main(int argc, char** argv) {
     }
   }
   if (names.empty()) return usage();
+  // Only the tables written need their states; the others give their values to larger ones.
+  store.options.keep_states.insert(names.begin(), names.end());
   init_board_tables();
   init_table_index();
   const auto start = std::chrono::steady_clock::now();

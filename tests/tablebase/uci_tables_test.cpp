@@ -5,11 +5,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "board/movegen.h"
-#include "helpers/board_fixtures.h"
 #include "helpers/engine_process.h"
+#include "tablebase/helpers/table_games.h"
 #include "tablebase/helpers/tb_fixtures.h"
-#include "tablebase/probe.h"
 
 namespace fs = std::filesystem;
 
@@ -105,59 +103,19 @@ TEST_F(UciTables, SyzygyPathFoldersAndBrokenFiles) {
   fs::remove_all(folder);
 }
 
-// Two engines play from fen until the game ends; returns the result for the side to move
-// at the start (1 win, 0 draw, -1 loss) and checks each position with the tables.
-struct GameResult {
-  int result = 0;
-  int plies = 0;
-  int max_rule50 = 0;
-  bool lost_a_draw = false;
-};
-
-GameResult play(const char* fen, int max_plies) {
-  TableEngine engines[2];
-  std::string moves;
-  GameResult game;
-  for (int ply = 0; ply < max_plies; ++ply) {
-    auto thread = thread_at(fen, moves.empty() ? nullptr : moves.c_str());
-    const Position& pos = *thread->current_position;
-    game.max_rule50 = std::max(game.max_rule50, int(pos.rule50));
-    ScoredMove list[MAX_MOVES];
-    if (generate_legal(pos, list) == list) {
-      game.result = in_check(pos) ? (ply % 2 ? 1 : -1) : 0;
-      return game;
-    }
-    if (pos.rule50 >= 100 || (pos.flags & FLAG_REPETITION)) return game;
-    TableEngine& engine = engines[ply % 2];
-    const SearchOutput out =
-        engine.go("position fen " + std::string(fen) + (moves.empty() ? "" : " moves " + moves) + "\ngo nodes 20000\n");
-    if (out.bestmove.empty() || out.bestmove == "0000") return game;
-    moves += (moves.empty() ? "" : " ") + out.bestmove;
-    game.plies = ply + 1;
-    auto after = thread_at(fen, moves.c_str());
-    int success;
-    const int wdl = probe_wdl(*after, success);
-    if (success && wdl > 0) {
-      // The side that has just moved now stands lost; that is a fault only if it wasn't before.
-      auto before_move = thread_at(fen, ply ? moves.substr(0, moves.rfind(' ')).c_str() : nullptr);
-      int s2;
-      if (probe_wdl(*before_move, s2) >= 0 && s2) game.lost_a_draw = true;
-    }
-  }
-  return game;
-}
+TableGame play(const char* fen, int max_plies) { return play_table_game(TESMAR_TB_ENGINE, "", fen, max_plies); }
 
 TEST_F(UciTables, EnginesConvertAWonEndingAndHoldADraw) {
   // KQvKR, White wins: mate comes before the fifty-move rule.
-  const GameResult won = play("8/8/8/8/3k4/8/2r5/K6Q w - - 0 1", 300);  // 57 plies to the capture
+  const TableGame won = play("8/8/8/8/3k4/8/2r5/K6Q w - - 0 1", 300);  // 57 plies to the capture
   EXPECT_EQ(won.result, 1) << won.plies << " plies";
   EXPECT_LT(won.max_rule50, 100);
   // KRvK with the count already at 70: the quickest mates stay, in time.
-  const GameResult late = play("8/8/8/4k3/8/8/8/R3K3 w - - 70 80", 200);
+  const TableGame late = play("8/8/8/4k3/8/8/8/R3K3 w - - 70 80", 200);
   EXPECT_EQ(late.result, 1) << late.plies << " plies";
   EXPECT_LT(late.max_rule50, 100);
   // KRvKR, drawn: neither side ever moves into a lost position.
-  const GameResult drawn = play("8/8/3k4/8/8/3K4/r7/7R w - - 0 1", 60);
+  const TableGame drawn = play("8/8/3k4/8/8/3K4/r7/7R w - - 0 1", 60);
   EXPECT_EQ(drawn.result, 0);
   EXPECT_FALSE(drawn.lost_a_draw);
 }

@@ -315,5 +315,9 @@ TableResult& solve_table(TableStore& store, const std::string& name) {
     for (uint64_t i = c << 16; i < std::min(l.size, (c + 1) << 16); ++i) wdl[i] = int8_t(state_wdl(st[i]));
   });
   t.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (!store.options.keep_states.empty() && !store.options.keep_states.count(canonical)) {
+    t.state.clear();
+    t.state.shrink_to_fit();
+  }
   return *store.tables.emplace(canonical, std::move(result)).first->second;
 }

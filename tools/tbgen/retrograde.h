@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,10 @@ struct TableResult {
 struct GeneratorOptions {
   int threads = 2;
   bool verbose = true;
+  // When not empty, only these tables keep their states once solved: larger tables read
+  // nothing but the values of their children, and a five-man table with pawns has four
+  // five-man promotion targets, two bytes a position each.
+  std::set<std::string> keep_states;
 };
 
 // Keeps the solved tables that larger ones look into.

@@ -80,41 +80,45 @@ bool registry_file_exact(const Position& pos) {
 }
 }  // namespace
 
+std::string entry_probe_fault(ThreadData& thread, const TableResult& t, uint64_t idx, bool exact_files,
+                              bool wdl_only, bool* exact) {
+  const std::string fen = fen_of_entry(t.layout, idx);
+  set_position(thread, fen.c_str(), nullptr);
+  const GeneratedValue want = generated_value(t.state[idx]);
+  int success = 0;
+  const int wdl = probe_wdl(thread, success);
+  if (wdl_only) {
+    if (success && wdl == want.wdl) return "";
+    return fen + ": wdl " + std::to_string(wdl) + ", solved " + std::to_string(want.wdl);
+  }
+  int dtz_success = 0;
+  const int dtz = probe_dtz(thread, dtz_success);
+  const bool exact_here = !want.rounded && (exact_files || registry_file_exact(*thread.current_position));
+  if (exact) *exact = exact_here;
+  bool ok = success && dtz_success && wdl == want.wdl && (dtz > 0) == (want.dtz > 0) && (dtz < 0) == (want.dtz < 0);
+  // A mate in one read through the one-ply search of a side the DTZ file doesn't
+  // hold counts the mated position's one ply again: 2.
+  const bool mate_in_one = want.dtz == 1 && dtz == 2;
+  ok = ok && (exact_here && !mate_in_one ? dtz == want.dtz : std::abs(dtz - want.dtz) <= 1);
+  if (ok) return "";
+  return fen + ": wdl " + std::to_string(wdl) + " dtz " + std::to_string(dtz) + ", solved " +
+         std::to_string(want.wdl) + " " + std::to_string(want.dtz);
+}
+
 ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int sample, bool exact_files,
                                std::mt19937_64& random, bool wdl_only) {
   const TableResult& t = generated_table(name);
   const Layout& l = t.layout;
   ProbeComparison result;
   auto check = [&](uint64_t idx) {
-    const uint16_t s = t.state[idx];
-    if (s == STATE_INVALID) return;
-    const std::string fen = fen_of_entry(l, idx);
-    set_position(thread, fen.c_str(), nullptr);
+    if (t.state[idx] == STATE_INVALID) return;
     ++result.positions;
-    const GeneratedValue want = generated_value(s);
-    int success = 0;
-    const int wdl = probe_wdl(thread, success);
-    if (wdl_only) {
-      if (success && wdl == want.wdl) return;
-      ++result.faults;
-      if (result.first_faults.size() < 5)
-        result.first_faults.push_back(fen + ": wdl " + std::to_string(wdl) + ", solved " + std::to_string(want.wdl));
-      return;
-    }
-    int dtz_success = 0;
-    const int dtz = probe_dtz(thread, dtz_success);
-    const bool exact = !want.rounded && (exact_files || registry_file_exact(*thread.current_position));
-    bool ok = success && dtz_success && wdl == want.wdl && (dtz > 0) == (want.dtz > 0) && (dtz < 0) == (want.dtz < 0);
-    // A mate in one read through the one-ply search of a side the DTZ file doesn't
-    // hold counts the mated position's one ply again: 2.
-    const bool mate_in_one = want.dtz == 1 && dtz == 2;
-    ok = ok && (exact && !mate_in_one ? dtz == want.dtz : std::abs(dtz - want.dtz) <= 1);
+    bool exact = false;
+    const std::string fault = entry_probe_fault(thread, t, idx, exact_files, wdl_only, &exact);
     result.exact += exact;
-    if (ok) return;
+    if (fault.empty()) return;
     ++result.faults;
-    if (result.first_faults.size() < 5)
-      result.first_faults.push_back(fen + ": wdl " + std::to_string(wdl) + " dtz " + std::to_string(dtz) +
-                                    ", solved " + std::to_string(want.wdl) + " " + std::to_string(want.dtz));
+    if (result.first_faults.size() < 5) result.first_faults.push_back(fault);
   };
   if (sample == 0) {
     for (uint64_t idx = 0; idx < l.size; ++idx) check(idx);

@@ -34,6 +34,12 @@ GeneratedValue generated_value(uint16_t state);
 // The FEN of one of the generator's positions (left side White, no castling, no en passant).
 std::string fen_of_entry(const Layout& l, uint64_t index);
 
+// Empty when the probes of the generator's position idx give its value (as compare_probes
+// below holds them), else the fault with the FEN; exact tells whether the distance had to
+// be equal to the ply.
+std::string entry_probe_fault(ThreadData& thread, const TableResult& t, uint64_t idx, bool exact_files,
+                              bool wdl_only = false, bool* exact = nullptr);
+
 // probe_wdl equal to the generator's value, probe_dtz equal in sign, equal in size where
 // the embedded DTZ file stores exact plies (exact_files), within one ply elsewhere.
 // Walks `sample` random positions per side, or every legal one when 0.

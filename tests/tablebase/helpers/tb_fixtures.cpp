@@ -123,13 +123,15 @@ std::string one_ply_fault(ThreadData& thread) {
     return ("wdl " + std::to_string(wdl) + " but the best move gives " + std::to_string(best));
   if (wdl == 0) return "";
 
-  // The distance: a zeroing move that keeps the result ends it at once; else the mover
-  // picks the quickest win, or the slowest loss, among the moves that keep the result.
+  // The distance: a zeroing move ends it at once (at the 101st ply into a result the rule
+  // spoils); else the mover picks the quickest win, or the slowest loss. Wins of either
+  // value count, and losses likewise: a win of 101 plies is spoilt although its best move
+  // reaches a position lost within 100, as the count starts afresh there.
   const int magnitude = std::abs(dtz);
   int expected = wdl > 0 ? 1 << 30 : 0;
   for (const Child& c : children) {
-    if (c.wdl != wdl) continue;
-    const int distance = c.zeroing || c.terminal ? std::abs(WDL_TO_DTZ[wdl + 2]) : 1 + std::abs(c.dtz);
+    if (sign(c.wdl) != sign(wdl)) continue;
+    const int distance = c.zeroing || c.terminal ? std::abs(WDL_TO_DTZ[c.wdl + 2]) : 1 + std::abs(c.dtz);
     expected = wdl > 0 ? std::min(expected, distance) : std::max(expected, distance);
   }
   bool zeroing_win = false;
