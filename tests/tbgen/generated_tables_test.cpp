@@ -19,16 +19,7 @@ class OurTables : public testing::Test {
   }
 };
 
-TEST_F(OurTables, ProbesGiveTheGeneratorsValues) {
-  auto thread = thread_at(START_FEN);
-  std::mt19937_64 random(7);
-  for (const std::string& name : QUICK_SIGNATURES) {
-    const ProbeComparison c = compare_probes(*thread, name, 400, true, random);
-    EXPECT_GT(c.positions, 0) << name;
-    EXPECT_EQ(c.faults, 0) << name;
-    for (const std::string& f : c.first_faults) ADD_FAILURE() << f;
-  }
-}
+TEST_F(OurTables, ProbesGiveTheGeneratorsValues) { expect_quick_signatures_agree(true, 7); }
 
 class OurTablesOnePly : public OurTables, public testing::WithParamInterface<std::string> {};
 

@@ -284,8 +284,6 @@ int decode_compressed(const SliceDecoder& d, uint64_t idx) {
   const auto& len = d.length;
   const auto& limit = d.limit;
   const auto& padded = d.padded;
-  auto left = [&](size_t s) { return symbol_left(c, s); };
-  auto right = [&](size_t s) { return symbol_right(c, s); };
   auto rd = [&](const std::vector<uint8_t>& v, size_t at, int bytes) {
     uint64_t x = 0;
     for (int i = 0; i < bytes; ++i) x |= uint64_t(v[at + i]) << (8 * i);
@@ -320,13 +318,13 @@ int decode_compressed(const SliceDecoder& d, uint64_t idx) {
       code |= word << bits;
     }
   }
-  while (right(s) != 4095) {
-    if (x <= len[left(s)]) {
-      s = left(s);
+  while (symbol_right(c, s) != 4095) {
+    if (x <= len[symbol_left(c, s)]) {
+      s = symbol_left(c, s);
     } else {
-      x -= len[left(s)] + 1;
-      s = right(s);
+      x -= len[symbol_left(c, s)] + 1;
+      s = symbol_right(c, s);
     }
   }
-  return left(s);
+  return symbol_left(c, s);
 }

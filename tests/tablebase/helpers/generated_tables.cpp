@@ -1,10 +1,13 @@
 #include "tablebase/helpers/generated_tables.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
 
 #include "board/position.h"
+#include "helpers/board_fixtures.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
 #include "tbgen/table_index.h"
@@ -132,4 +135,15 @@ ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int 
       ++found;
     }
   return result;
+}
+
+void expect_quick_signatures_agree(bool exact_files, uint64_t seed) {
+  auto thread = thread_at(START_FEN);
+  std::mt19937_64 random(seed);
+  for (const std::string& name : QUICK_SIGNATURES) {
+    const ProbeComparison c = compare_probes(*thread, name, 400, exact_files, random);
+    EXPECT_GT(c.positions, 0) << name;
+    EXPECT_EQ(c.faults, 0) << name;
+    for (const std::string& f : c.first_faults) ADD_FAILURE() << f;
+  }
 }

@@ -52,3 +52,7 @@ struct ProbeComparison {
 // wdl_only leaves the distances out: a full walk then costs a tenth of the time.
 ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int sample, bool exact_files,
                                std::mt19937_64& random, bool wdl_only = false);
+
+// compare_probes on 400 positions per side of each of the QUICK_SIGNATURES, in this process,
+// with the registry as the caller set it; failures are reported to the running test.
+void expect_quick_signatures_agree(bool exact_files, uint64_t seed);
