@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "helpers/board_fixtures.h"
 #include "helpers/training_fixtures.h"
 #include "common/record_features.h"
 #include "common/training_file.h"
@@ -97,6 +98,92 @@ TEST(TrainingSet, ChunksOfAnEpochHoldEveryTrainingRecordOnce) {
     ASSERT_EQ(epoch_orders[0].size(), epoch_orders[1].size());
     EXPECT_NE(std::memcmp(epoch_orders[0].data(), epoch_orders[1].data(), epoch_orders[0].size() * sizeof(TrainingRecord)), 0);
   }
+}
+
+// The FEN with every rank read right to left.
+std::string files_reversed(const std::string& fen) {
+  const size_t space = fen.find(' ');
+  std::string board, rank;
+  auto flush = [&] {
+    board += std::string(rank.rbegin(), rank.rend());
+    rank.clear();
+  };
+  for (char c : fen.substr(0, space)) {
+    if (c == '/') {
+      flush();
+      board += '/';
+    } else if (c >= '1' && c <= '8') {
+      rank += std::string(size_t(c - '0'), '1');
+    } else {
+      rank += c;
+    }
+  }
+  flush();
+  return board + fen.substr(space);  // runs of 1s are a valid FEN too
+}
+
+TEST(TrainingRecords, MirroringTurnsTheBoardOverLeftToRight) {
+  for (const char* fen : {"8/2k5/3p4/p2P1p2/P2P1P2/8/5K2/8 b - - 0 1", "r5k1/5ppp/8/8/1Q6/8/6PP/2R3K1 w - - 0 1",
+                          "4k3/8/8/3Pp3/8/8/8/4K2R w K e6 0 1"}) {
+    const TrainingRecord record = pack_record(position_of(fen), 37, 1, 60, false);
+    TrainingRecord mirrored = record;
+    if (record.rights) {
+      EXPECT_FALSE(mirror_record(mirrored)) << fen;
+      EXPECT_EQ(std::memcmp(&mirrored, &record, sizeof record), 0) << fen;
+      continue;
+    }
+    ASSERT_TRUE(mirror_record(mirrored)) << fen;
+    const TrainingRecord expected = pack_record(position_of(files_reversed(fen).c_str()), 37, 1, 60, false);
+    EXPECT_EQ(std::memcmp(&mirrored, &expected, sizeof expected), 0) << fen;
+    ASSERT_TRUE(mirror_record(mirrored));
+    EXPECT_EQ(std::memcmp(&mirrored, &record, sizeof record), 0) << fen;
+  }
+}
+
+TEST(TrainingSet, MirroringTurnsAboutHalfOfTheRecordsWithoutRightsAfreshEachEpoch) {
+  TempDir dir;
+  const std::vector<TrainingRecord> records = random_play_records(2000, 8);
+  const fs::path path = dir.path / "m.bin";
+  ASSERT_TRUE(write_training_file(path.string(), records));
+  TrainingSet set;
+  ASSERT_TRUE(open_training_set({path.string()}, 0.1, 5, 700, set));
+  set.mirror = true;
+  std::vector<TrainingRecord> plain, validation;
+  for (size_t i = 0; i < records.size(); ++i)
+    if (record_is_valid(records[i])) (held_out(5, 0.1, int64_t(i)) ? validation : plain).push_back(records[i]);
+  std::vector<TrainingRecord> mirrored_kinds[2];
+  for (int epoch : {1, 2}) {
+    const std::vector<int64_t> blocks = epoch_blocks(set, epoch);
+    std::vector<TrainingRecord> seen;
+    for (int c = 0; c < epoch_chunks(set, blocks); ++c) {
+      Chunk chunk;
+      ASSERT_TRUE(load_chunk(set, blocks, epoch, c, chunk));
+      seen.insert(seen.end(), chunk.records.begin(), chunk.records.end());
+    }
+    // Each record once, as it is or mirrored; those with rights always as they are.
+    std::vector<TrainingRecord> either = plain, turned;
+    int without_rights = 0;
+    for (TrainingRecord& r : either) {
+      TrainingRecord m = r;
+      if (!mirror_record(m)) continue;
+      ++without_rights;
+      if (std::find_if(seen.begin(), seen.end(), [&](const TrainingRecord& s) {
+            return std::memcmp(&s, &m, sizeof m) == 0 && std::memcmp(&m, &r, sizeof m) != 0;
+          }) != seen.end()) {
+        turned.push_back(r);
+        r = m;
+      }
+    }
+    EXPECT_EQ(sorted_bytes(seen), sorted_bytes(either)) << "epoch " << epoch;
+    ASSERT_GT(without_rights, 500);
+    ASSERT_LT(without_rights, int(plain.size()));
+    EXPECT_GT(turned.size(), size_t(without_rights) * 4 / 10);
+    EXPECT_LT(turned.size(), size_t(without_rights) * 6 / 10);
+    mirrored_kinds[epoch - 1] = turned;
+  }
+  EXPECT_NE(sorted_bytes(mirrored_kinds[0]), sorted_bytes(mirrored_kinds[1]));
+  ASSERT_EQ(set.validation.size(), validation.size());
+  EXPECT_EQ(std::memcmp(set.validation.data(), validation.data(), validation.size() * sizeof(TrainingRecord)), 0);
 }
 
 TEST(TrainingSet, RefusesFilesThatAreNotTrainingFiles) {

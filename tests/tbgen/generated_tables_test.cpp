@@ -7,6 +7,7 @@
 
 #include "helpers/board_fixtures.h"
 #include "tablebase/helpers/generated_tables.h"
+#include "tablebase/helpers/probe_cache.h"
 #include "tablebase/helpers/tb_fixtures.h"
 
 namespace {
@@ -28,6 +29,15 @@ TEST_P(OurTablesOnePly, SampleAgreesWithItsMovesOnePlyDeep) {
   std::mt19937_64 random(11);
   const SweepResult r = sweep_signature(*thread, GetParam(), 300, random);
   EXPECT_GT(r.positions, 0);
+  EXPECT_EQ(r.faults, 0);
+  for (const std::string& f : r.first_faults) ADD_FAILURE() << f;
+}
+
+// The long walk reads children from cached probes: they must be the children's own
+// probes, through promotions into four other tables and both boards' orientations.
+TEST_F(OurTables, CachedWalkReadsEveryChildAsItsProbe) {
+  const SweepResult r = sweep_signature_cached("KPvK", 2, true);
+  EXPECT_GT(r.positions, 100000);
   EXPECT_EQ(r.faults, 0);
   for (const std::string& f : r.first_faults) ADD_FAILURE() << f;
 }

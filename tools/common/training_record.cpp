@@ -40,6 +40,24 @@ void unpack_record(const TrainingRecord& record, Position& pos) {
   if (checkers(pos)) pos.flags |= FLAG_IN_CHECK;
 }
 
+bool mirror_record(TrainingRecord& record) {
+  if (record.rights) return false;
+  uint8_t code[64] = {};
+  int index = 0;
+  for (Bitboard b = record.occupied; b; b &= b - 1, ++index)
+    code[lsb(b) ^ 7] = uint8_t((record.pieces[index / 2] >> (4 * (index & 1))) & 15);
+  record.occupied = 0;
+  std::memset(record.pieces, 0, sizeof record.pieces);
+  index = 0;
+  for (int s = 0; s < 64; ++s) {
+    if (!code[s]) continue;
+    record.occupied |= bit(s);
+    record.pieces[index / 2] |= uint8_t(code[s] << (4 * (index & 1)));
+    ++index;
+  }
+  return true;
+}
+
 bool write_training_header(std::FILE* file) {
   unsigned char header[TRAINING_HEADER_BYTES] = {};
   std::memcpy(header, TRAINING_MAGIC, 8);

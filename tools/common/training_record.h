@@ -37,6 +37,11 @@ TrainingRecord pack_record(const Position& pos, int score, int result, int ply, 
 // agree with a real game.
 void unpack_record(const TrainingRecord& record, Position& pos);
 
+// Turns the board over left to right (file a becomes file h). Without castling rights the rules
+// don't tell the two apart, so the labels hold for the mirrored position and it is a new one
+// for the network, whose rows are by king square. A record with rights is left as it is: false.
+bool mirror_record(TrainingRecord& record);
+
 // Writes the header; false on a write error.
 bool write_training_header(std::FILE* file);
 

@@ -55,6 +55,13 @@ int epoch_chunks(const TrainingSet& set, const std::vector<int64_t>& blocks) {
   return int((int64_t(blocks.size()) + per_chunk - 1) / per_chunk);
 }
 
+namespace {
+bool mirror_coin(uint64_t seed, int epoch, int64_t index) {
+  SplitMixRng rng{seed ^ (0xA0761D6478BD642Full * uint64_t(epoch + 1)) ^ (0xE7037ED1A0B428DBull * uint64_t(index))};
+  return rng.next() >> 63;
+}
+}  // namespace
+
 bool load_chunk(const TrainingSet& set, const std::vector<int64_t>& blocks, int epoch, int index, Chunk& chunk) {
   const int64_t per_chunk = std::max<int64_t>(1, set.chunk_records / set.block_records);
   const size_t first = size_t(index * per_chunk), last = std::min(blocks.size(), size_t((index + 1) * per_chunk));
@@ -65,8 +72,10 @@ bool load_chunk(const TrainingSet& set, const std::vector<int64_t>& blocks, int 
     const int64_t begin = blocks[b], n = std::min(set.block_records, set.files.total - begin);
     if (!read_training_records(set.files, begin, n, block.data())) return false;
     for (int64_t i = 0; i < n; ++i)
-      if (record_is_valid(block[size_t(i)]) && !held_out(set.seed, set.validation_share, begin + i))
+      if (record_is_valid(block[size_t(i)]) && !held_out(set.seed, set.validation_share, begin + i)) {
         chunk.records.push_back(block[size_t(i)]);
+        if (set.mirror && mirror_coin(set.seed, epoch, begin + i)) mirror_record(chunk.records.back());
+      }
   }
   chunk.order.resize(chunk.records.size());
   std::iota(chunk.order.begin(), chunk.order.end(), 0u);

@@ -25,6 +25,10 @@ struct TrainingSet {
   std::vector<TrainingRecord> validation;  // in file order
   int64_t training_positions = 0;          // valid records that are not held out
   int64_t dropped = 0;                     // records that no game gives
+  // Training records without castling rights are turned left to right by a coin that the
+  // seed, the epoch and the record's number toss: each epoch sees about half of them mirrored,
+  // not the same half. The held-out records stay as they are.
+  bool mirror = false;
 };
 
 // Whether record `index` of the set is held out for validation.

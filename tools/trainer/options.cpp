@@ -34,6 +34,9 @@ const char* const TRAINER_USAGE =
     "      --chunk N              records read and shuffled together (16777216): each epoch takes\n"
     "                             blocks of the files in a random order, N records at a time, and\n"
     "                             shuffles within them; two chunks are in memory at once\n"
+    "      --mirror               turns each position without castling rights left to right by\n"
+    "                             a coin tossed afresh every epoch (not kept in the checkpoint:\n"
+    "                             give it again when resuming)\n"
     "  trainer export --checkpoint CKPT --out FILE.net\n"
     "      Writes the network of a checkpoint.\n"
     "  trainer check --checkpoint CKPT --net FILE.net --data FILE [FILE...] [--positions N]\n"
@@ -57,6 +60,10 @@ bool parse_train_options(int argc, char** argv, TrainOptions& options) {
     const char* name = argv[i];
     if (!std::strcmp(name, "--cosine")) {
       s.cosine = 1;
+      continue;
+    }
+    if (!std::strcmp(name, "--mirror")) {
+      options.mirror = true;
       continue;
     }
     if (!std::strcmp(name, "--real-arithmetic")) {

@@ -32,6 +32,7 @@ struct TrainOptions {
   std::string init;  // a network blob to start from
   int threads = 1;
   int64_t chunk = DEFAULT_CHUNK_RECORDS;
+  bool mirror = false;  // positions without castling rights turned left to right at random
 };
 
 // Reads the arguments after "train" over options (so the settings of a checkpoint can be the

@@ -82,15 +82,16 @@ int train_command(int argc, char** argv) {
   }
   TrainingSet set;
   if (!open_training_set(options.data, settings.validation_share, settings.seed, options.chunk, set)) return 1;
+  set.mirror = options.mirror;
   if (set.training_positions == 0) {
     std::fprintf(stderr, "no positions to train on\n");
     return 1;
   }
   std::vector<uint32_t> validation(set.validation.size());
   for (size_t i = 0; i < validation.size(); ++i) validation[i] = uint32_t(i);
-  std::printf("%lld training positions, %zu validation positions, %d threads, batch %d, chunks of %lld records\n",
+  std::printf("%lld training positions, %zu validation positions, %d threads, batch %d, chunks of %lld records%s\n",
               (long long)set.training_positions, validation.size(), options.threads, settings.batch,
-              (long long)set.chunk_records);
+              (long long)set.chunk_records, set.mirror ? ", mirrored at random" : "");
   if (checkpoint->epoch >= settings.epochs) std::printf("the checkpoint has %d epochs already\n", checkpoint->epoch);
 
   const LossSettings loss{float(settings.lambda), float(settings.scale), settings.fixed_point != 0};

@@ -67,25 +67,34 @@ bool legal_placement(const std::vector<Man>& men, bool black_to_move) {
 }
 
 namespace {
-
 int sign(int x) { return (x > 0) - (x < 0); }
-
-struct Child {
-  int wdl;  // from the mover's view: minus the child's value
-  int dtz;  // the child's own DTZ value
-  bool zeroing;
-  bool terminal;
-};
-
 }  // namespace
 
+bool probe_child(ThreadData& thread, OnePlyChild& c) {
+  ScoredMove replies[MAX_MOVES];
+  if (generate_legal(*thread.current_position, replies) == replies) {
+    c.terminal = true;
+    c.wdl = in_check(*thread.current_position) ? 2 : 0;
+    return true;
+  }
+  int s1, s2;
+  c.wdl = -probe_wdl(thread, s1);
+  c.dtz = probe_dtz(thread, s2);
+  return s1 && s2;
+}
+
 std::string one_ply_fault(ThreadData& thread) {
-  const Position& pos = *thread.current_position;
   int success;
   const int wdl = probe_wdl(thread, success);
   if (!success) return ("probe_wdl failed");
   const int dtz = probe_dtz(thread, success);
   if (!success) return ("probe_dtz failed");
+  return one_ply_fault(thread, wdl, dtz, probe_child);
+}
+
+std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
+                          const std::function<bool(ThreadData&, OnePlyChild&)>& child) {
+  const Position& pos = *thread.current_position;
   if (sign(dtz) != sign(wdl)) return ("wdl " + std::to_string(wdl) + " but dtz " + std::to_string(dtz));
 
   ScoredMove list[MAX_MOVES];
@@ -95,29 +104,19 @@ std::string one_ply_fault(ThreadData& thread) {
     if (sign(wdl) != sign(expected)) return ("mate or stalemate read as wdl " + std::to_string(wdl));
     return "";
   }
-  std::vector<Child> children;
+  OnePlyChild children[MAX_MOVES];
+  int count = 0;
   int best = -3;
   for (ScoredMove* p = list; p != end; ++p) {
     const Move m = p->move;
     make_move(thread, m, nullptr);
-    ScoredMove replies[MAX_MOVES];
-    Child c{};
+    OnePlyChild& c = children[count++];
+    c = OnePlyChild{};
     c.zeroing = (m & MOVE_CAPTURE) || move_piece(m) == PAWN;
-    if (generate_legal(*thread.current_position, replies) == replies) {
-      c.terminal = true;
-      c.wdl = in_check(*thread.current_position) ? 2 : 0;
-    } else {
-      int s1, s2;
-      c.wdl = -probe_wdl(thread, s1);
-      c.dtz = probe_dtz(thread, s2);
-      if (!s1 || !s2) {
-        undo_move(thread);
-        return ("a child probe failed");
-      }
-    }
+    const bool ok = child(thread, c);
     undo_move(thread);
+    if (!ok) return ("a child probe failed");
     best = std::max(best, c.wdl);
-    children.push_back(c);
   }
   if (sign(best) != sign(wdl))
     return ("wdl " + std::to_string(wdl) + " but the best move gives " + std::to_string(best));
@@ -129,14 +128,15 @@ std::string one_ply_fault(ThreadData& thread) {
   // reaches a position lost within 100, as the count starts afresh there.
   const int magnitude = std::abs(dtz);
   int expected = wdl > 0 ? 1 << 30 : 0;
-  for (const Child& c : children) {
+  bool zeroing_win = false;
+  for (int i = 0; i < count; ++i) {
+    const OnePlyChild& c = children[i];
+    // A mate is no zeroing move: the tables may count it as a ply rounded up.
+    zeroing_win |= wdl > 0 && c.wdl == wdl && c.zeroing && !c.terminal;
     if (sign(c.wdl) != sign(wdl)) continue;
     const int distance = c.zeroing || c.terminal ? std::abs(WDL_TO_DTZ[c.wdl + 2]) : 1 + std::abs(c.dtz);
     expected = wdl > 0 ? std::min(expected, distance) : std::max(expected, distance);
   }
-  bool zeroing_win = false;
-  // A mate is no zeroing move: the tables may count it as a ply rounded up.
-  for (const Child& c : children) zeroing_win |= wdl > 0 && c.wdl == wdl && c.zeroing && !c.terminal;
   // A table that doesn't count exact plies may be one ply off, in this position and in the
   // child both: up to two between them.
   if (zeroing_win ? magnitude != expected : std::abs(magnitude - expected) > 2)
@@ -149,8 +149,6 @@ std::string one_ply_fault(ThreadData& thread) {
 SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sample, std::mt19937_64& random) {
   SweepResult result;
   std::vector<Man> men = men_of_signature(name);
-  bool pawns = false;
-  for (const Man& m : men) pawns |= m.piece == 'P' || m.piece == 'p';
   auto check = [&](bool black_to_move) {
     const std::string fen = fen_of_men(men, black_to_move);
     set_position(thread, fen.c_str(), nullptr);
@@ -161,36 +159,12 @@ SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sam
     if (result.first_faults.size() < 10) result.first_faults.push_back(fen + ": " + what);
   };
 
-  if (sample) {
-    for (int side = 0; side < 2; ++side)
-      for (int done = 0; done < sample;) {
-        for (Man& m : men) m.square = int(random() % 64);
-        if (!legal_placement(men, side)) continue;
-        check(side);
-        ++done;
-      }
-    return result;
-  }
-
-  // Every placement, the white king folded into the a1-d1-d4 triangle (into files a to d
-  // with pawns), and men of one kind and colour in rising order.
-  const int n = int(men.size());
-  auto place = [&](auto&& self, int i) -> void {
-    if (i == n) {
-      for (int side = 0; side < 2; ++side)
-        if (legal_placement(men, side)) check(side);
-      return;
+  for (int side = 0; side < 2; ++side)
+    for (int done = 0; done < sample;) {
+      for (Man& m : men) m.square = int(random() % 64);
+      if (!legal_placement(men, side)) continue;
+      check(side);
+      ++done;
     }
-    for (int s = 0; s < 64; ++s) {
-      if (i == 0) {
-        const bool folded = pawns ? (s & 7) < 4 : (s & 7) < 4 && (s >> 3) <= (s & 7);
-        if (!folded) continue;
-      }
-      if (i > 0 && men[i].piece == men[i - 1].piece && s <= men[i - 1].square) continue;
-      men[i].square = s;
-      self(self, i + 1);
-    }
-  };
-  place(place, 0);
   return result;
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -46,8 +47,23 @@ bool legal_placement(const std::vector<Man>& men, bool black_to_move);
 // fifty-move rule with the size of the distance. Else the fault, with the FEN.
 std::string one_ply_fault(ThreadData& thread);
 
-// Checks a signature, both sides to move: `sample` random legal positions per side, or
-// every legal position (kings folded by symmetry, like men in rising order) when 0.
+// What one move leads to: its value from the mover's view, the child's own DTZ, and
+// whether the move zeroes the count or ends the game.
+struct OnePlyChild {
+  int wdl = 0;
+  int dtz = 0;
+  bool zeroing = false;
+  bool terminal = false;
+};
+// The child on the thread's stack by its legal replies and the probes; false when a probe fails.
+bool probe_child(ThreadData& thread, OnePlyChild& c);
+// The same check given the position's own probes, with `child` filling in each move's
+// child (zeroing already set) while it stands on the stack.
+std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
+                          const std::function<bool(ThreadData&, OnePlyChild&)>& child);
+
+// Checks `sample` random legal positions of a signature per side to move (the walk of
+// every position is sweep_signature_cached).
 struct SweepResult {
   int64_t positions = 0;
   int64_t faults = 0;

@@ -2,7 +2,10 @@
 // both sides to move, against the rules of chess. Long: run with ctest -L long.
 #include <gtest/gtest.h>
 
-#include "helpers/board_fixtures.h"
+#include <algorithm>
+#include <thread>
+
+#include "tablebase/helpers/probe_cache.h"
 #include "tablebase/helpers/tb_fixtures.h"
 
 namespace {
@@ -16,9 +19,8 @@ class FullSweep : public testing::TestWithParam<std::string> {
 };
 
 TEST_P(FullSweep, EveryPositionAgreesWithItsMoves) {
-  auto thread = thread_at(START_FEN);
-  std::mt19937_64 unused;
-  const SweepResult result = sweep_signature(*thread, GetParam(), 0, unused);
+  const SweepResult result =
+      sweep_signature_cached(GetParam(), int(std::max(1u, std::thread::hardware_concurrency())));
   EXPECT_GT(result.positions, 0);
   EXPECT_EQ(result.faults, 0) << GetParam();
   for (const std::string& f : result.first_faults) ADD_FAILURE() << f;

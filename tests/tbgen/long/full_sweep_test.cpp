@@ -4,10 +4,13 @@
 // deep with the rules of chess. Long: run with ctest -L long.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <thread>
 
 #include "helpers/board_fixtures.h"
 #include "tablebase/helpers/generated_tables.h"
+#include "tablebase/helpers/probe_cache.h"
 #include "tablebase/helpers/tb_fixtures.h"
 
 namespace {
@@ -32,9 +35,7 @@ TEST_P(OurTablesFull, EveryPositionGivesTheGeneratorsValues) {
 }
 
 TEST_P(OurTablesFull, EveryPositionAgreesWithItsMoves) {
-  auto thread = thread_at(START_FEN);
-  std::mt19937_64 unused;
-  const SweepResult r = sweep_signature(*thread, GetParam(), 0, unused);
+  const SweepResult r = sweep_signature_cached(GetParam(), int(std::max(1u, std::thread::hardware_concurrency())));
   EXPECT_GT(r.positions, 0);
   EXPECT_EQ(r.faults, 0);
   for (const std::string& f : r.first_faults) ADD_FAILURE() << f;
