@@ -11,15 +11,12 @@
 
 #include "common/export_check.h"
 #include "common/network_export.h"
+#include "common/network_import.h"
 #include "common/record_features.h"
 #include "eval/accumulator.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/test_networks.h"
 #include "helpers/training_fixtures.h"
-#include "common/export_check.h"
-#include "common/network_export.h"
-#include "common/network_import.h"
-#include "common/record_features.h"
 
 namespace {
 
