@@ -293,26 +293,46 @@ JournalGames journal_games(const DatagenRun& run, const std::string& out, uint64
   return result;
 }
 
-// Starts datagen in a process group of its own and kills the whole group with SIGKILL once
-// its journal lists `games` games (or the run has ended by itself).
-void run_and_kill(const std::string& arguments, const std::string& out, int games) {
+struct SignalledRun {
+  int status = -1;  // wait status
+  bool ended_by_itself = false;
+  std::string messages;
+};
+
+// Starts datagen in a process group of its own and, once its journal lists `games` games
+// more than it did, sends `signal` to the whole group (as Ctrl-C at a terminal does) or to
+// datagen alone.
+SignalledRun run_and_signal(const std::string& arguments, const std::string& out, int games, int signal,
+                            bool whole_group) {
+  SignalledRun run;
+  const auto listed = [&out] {
+    const std::string journal = file_text(out + ".journal");
+    int count = 0;
+    for (size_t at = 0; (at = journal.find("\ngame ", at)) != std::string::npos; ++at) ++count;
+    return count;
+  };
+  const int target = listed() + games;
+  const std::string errors = out + ".stderr";
   const pid_t pid = fork();
   if (pid == 0) {
     setsid();
-    const std::string command = std::string(TESMAR_TOOLS_DIR "/datagen ") + arguments + " --out " + out + " 2>/dev/null";
+    const std::string command = std::string(TESMAR_TOOLS_DIR "/datagen ") + arguments + " --out " + out + " 2>" + errors;
     execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), static_cast<char*>(nullptr));
     _exit(127);
   }
-  ASSERT_GT(pid, 0);
-  for (int wait = 0; wait < 3000; ++wait) {
-    const std::string journal = file_text(out + ".journal");
-    int listed = 0;
-    for (size_t at = 0; (at = journal.find("\ngame ", at)) != std::string::npos; ++at) ++listed;
-    if (listed >= games || waitpid(pid, nullptr, WNOHANG) == pid) break;
+  if (pid <= 0) return run;
+  for (int wait = 0; wait < 3000 && !run.ended_by_itself; ++wait) {
+    if (listed() >= target) break;
+    run.ended_by_itself = waitpid(pid, &run.status, WNOHANG) == pid;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  kill(-pid, SIGKILL);
-  waitpid(pid, nullptr, 0);
+  if (!run.ended_by_itself) {
+    kill(whole_group ? -pid : pid, signal);
+    waitpid(pid, &run.status, 0);
+  }
+  run.messages = file_text(errors);
+  std::remove(errors.c_str());
+  return run;
 }
 
 void append_bytes(const std::string& path, const std::string& bytes) {
@@ -399,7 +419,7 @@ TEST(DatagenTool, KilledRunGoesOnWithTheGamesOfARunThatNeverStopped) {
   const DatagenRun reference = run_datagen(command, dir.path + "/straight.bin");
   check_records(reference, 1600, 4);
 
-  run_and_kill(command, out, 4);
+  ASSERT_FALSE(run_and_signal(command, out, 4, SIGKILL, true).ended_by_itself);
   append_bytes(out, std::string(45, '\x7f'));         // a record and a half of a game cut short
   append_bytes(out + ".journal", "game 5 0 99 3");  // a line cut short
   const DatagenRun resumed = run_datagen(command, out);
@@ -430,6 +450,42 @@ TEST(DatagenTool, KilledRunGoesOnWithTheGamesOfARunThatNeverStopped) {
   const DatagenRun again = run_datagen(command, out);
   EXPECT_EQ(again.status, 0);
   EXPECT_EQ(again.records.size(), 1600u);
+}
+
+// A run stopped by hand, with Ctrl-C (every process of the run gets the signal, the workers
+// perhaps first) or with a kill of datagen alone, ends as a finished run does: whole games
+// only, its speed on the screen and in the journal. The same command then completes it.
+TEST(DatagenTool, RunStoppedByHandRecordsItsSpeedAndGoesOn) {
+  TempDir dir;
+  const std::string command = "bootstrap --positions 6000 --threads 2 --seed 9";
+  const std::string out = dir.path + "/stopped.bin";
+  for (const auto& [signal, whole_group] : {std::pair{SIGINT, true}, std::pair{SIGTERM, false}}) {
+    const SignalledRun stopped = run_and_signal(command, out, 20, signal, whole_group);
+    ASSERT_FALSE(stopped.ended_by_itself);
+    ASSERT_TRUE(WIFEXITED(stopped.status)) << "killed by signal " << WTERMSIG(stopped.status);
+    EXPECT_EQ(WEXITSTATUS(stopped.status), 1);
+    EXPECT_NE(stopped.messages.find("stopped with"), std::string::npos) << stopped.messages;
+    EXPECT_NE(stopped.messages.find("per second of processor time"), std::string::npos) << stopped.messages;
+    EXPECT_EQ(stopped.messages.find("datagen: worker"), std::string::npos) << stopped.messages;
+
+    const std::string journal = file_text(out + ".journal");
+    const size_t last_line = journal.rfind('\n', journal.size() - 2) + 1;
+    unsigned long long seed = 0;
+    int workers = 0;
+    long long positions = 0;
+    double seconds = 0, cpu_seconds = 0;
+    ASSERT_EQ(std::sscanf(journal.c_str() + last_line, "speed %llu %d %lld %lf %lf", &seed, &workers, &positions,
+                          &seconds, &cpu_seconds),
+              5)
+        << journal.substr(last_line);
+    EXPECT_EQ(seed, 9u);
+    EXPECT_EQ(workers, 2);
+    EXPECT_GT(positions, 0);
+    EXPECT_GT(cpu_seconds, 0.0);
+  }
+  const DatagenRun finished = run_datagen(command, out);
+  check_records(finished, 6000, 4);
+  EXPECT_TRUE(journal_games(finished, out, 9).in_order);
 }
 
 // Another seed adds its games behind those already there; a seed played with other settings,

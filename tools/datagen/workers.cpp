@@ -32,6 +32,36 @@ double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
+// Ctrl-C or a kill ends a long run by hand: the parent then finishes as it would at the
+// target, so that the run's speed reaches the screen and the journal.
+volatile sig_atomic_t stop_requested = 0;
+
+void request_stop(int) { stop_requested = 1; }
+
+void catch_stop_signals() {
+  struct sigaction action {};
+  action.sa_handler = request_stop;
+  sigemptyset(&action.sa_mask);
+  // No SA_RESTART: poll returns at once with EINTR.
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+// Waits for a worker to end and adds its processor time. Returns its wait status.
+int reap(pid_t& pid, double& cpu_seconds) {
+  int status = 0;
+  rusage usage{};
+  if (wait4(pid, &status, 0, &usage) == pid)
+    cpu_seconds += double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+                   1e-6 * double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+  pid = 0;
+  return status;
+}
+
+bool stopped_by_hand(int status) {
+  return WIFSIGNALED(status) && (WTERMSIG(status) == SIGINT || WTERMSIG(status) == SIGTERM);
+}
+
 // What a worker sends ahead of a game's records.
 struct GameMessage {
   int64_t game;
@@ -225,12 +255,15 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
     }
   }
 
+  // After the forks: the workers keep the default, and die of the signal.
+  catch_stop_signals();
   const auto start = Clock::now();
   auto next_report = start + PROGRESS_INTERVAL;
   RunCounts counts;
   std::vector<char> buffer(1 << 16);
+  double cpu_seconds = 0;
   bool done = false;
-  while (!done && !failed) {
+  while (!done && !failed && !stop_requested) {
     std::vector<pollfd> polled;
     std::vector<Worker*> owners;
     for (Worker& w : workers)
@@ -243,6 +276,13 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
       const ssize_t got = read(w.fd, buffer.data(), buffer.size());
       if (got <= 0) {
         if (got < 0 && errno == EINTR) continue;
+        // A signal sent to the whole run may reach a worker before the parent.
+        close(w.fd);
+        w.fd = -1;
+        if (w.pid > 0 && stopped_by_hand(reap(w.pid, cpu_seconds))) {
+          stop_requested = 1;
+          break;
+        }
         std::fprintf(stderr, "datagen: worker %d stopped\n", w.stream);
         failed = true;
         break;
@@ -281,29 +321,25 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
 
   // Games still being played are not wanted any more. The workers' processor time gives a
   // speed that other work on a shared machine doesn't lower.
-  double cpu_seconds = 0;
   for (Worker& w : workers) {
     if (w.pid > 0) {
       kill(w.pid, SIGKILL);
-      rusage usage{};
-      wait4(w.pid, nullptr, 0, &usage);
-      cpu_seconds += double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-                     1e-6 * double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+      reap(w.pid, cpu_seconds);
     }
     if (w.fd >= 0) close(w.fd);
   }
   const std::string line = speed_line(plan.seed, plan.workers, counts.positions, seconds, cpu_seconds);
   if (!write_all(files.journal, line.data(), line.size()) || fdatasync(files.data) != 0) failed = true;
-  if (failed || !done) {
+  const bool stopped = failed || !done;
+  if (stopped)
     std::fprintf(stderr, "datagen: stopped with %lld of %lld positions of seed %llu in %s; run the same command to go on\n",
                  (long long)have, (long long)plan.positions, (unsigned long long)plan.seed, plan.out.c_str());
-    return 1;
-  }
-  print_progress("datagen: done: ", have, plan, counts, seconds);
+  else
+    print_progress("datagen: done: ", have, plan, counts, seconds);
   std::fprintf(stderr,
                "datagen: wrote %lld positions in %.1f s: %.1f positions/s per worker, %d workers; %.1f positions per "
                "second of processor time\n",
                (long long)counts.positions, seconds, seconds > 0 ? double(counts.positions) / seconds / plan.workers : 0.0,
                plan.workers, cpu_seconds > 0 ? double(counts.positions) / cpu_seconds : 0.0);
-  return 0;
+  return stopped ? 1 : 0;
 }
