@@ -91,7 +91,7 @@ TEST(Search, MatesAreFoundStoredAndPrintedWithTheWinnersMoveCount) {
       {"7k/5K2/8/8/8/8/8/6R1 b - - 0 1", 4, -1, "h8h7"},
       {"r1b1k2r/pppp1ppp/5q2/2b1n3/3KP3/2N3PN/PPP4P/R1BQ1B1R w kq - 1 2", 6, -2, "d4c5"},
       {"k7/8/8/3K4/8/8/8/1R6 b - - 1 1", 10, -3, "a8a7"},
-      {"k7/8/8/1K6/8/8/8/7R b - - 1 1", 12, -4, "a8b7"},
+      {"k7/8/8/1K6/8/8/8/7R b - - 1 1", 14, -4, "a8b7"},
   };
   SearchBlock block;
   for (const auto& c : cases) {
