@@ -2,7 +2,6 @@
 // (ties, weights of 0, Black, castling, promotions, damaged files, an oversized position),
 // the hook in go through the engine process, the public-domain book, polyglot make-book.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -16,17 +15,11 @@
 #include "book/polyglot_key.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/engine_process.h"
+#include "helpers/scratch_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-struct TempDir {
-  fs::path path = fs::temp_directory_path() / ("tesmar_book_test_" + std::to_string(getpid()));
-  TempDir() { fs::create_directories(path); }
-  ~TempDir() { fs::remove_all(path); }
-  std::string file(const char* name) const { return (path / name).string(); }
-};
 
 struct Entry {
   uint64_t key;
@@ -227,20 +220,10 @@ TEST(Book, GoAnswersFromTheBookAndSearchesOtherwise) {
   EXPECT_TRUE(answer(engine, "position startpos\ngo depth 2\n").searched);
 }
 
-std::string tool_output(const std::string& command) {
-  std::string output;
-  if (FILE* pipe = popen(command.c_str(), "r")) {
-    char buffer[4096];
-    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, got);
-    pclose(pipe);
-  }
-  return output;
-}
-
 TEST(Book, PublicDomainBookCarriesTheEngineThroughTheOpening) {
   const std::string book = std::string(TESMAR_SHARED_DIR) + "/books/gnuchess-book.bin";
   if (!fs::exists(book)) GTEST_SKIP() << book << " is absent: the public-domain book test is skipped";
-  const std::string probe = tool_output(std::string(TESMAR_TOOLS_DIR) + "/bookprobe " + book + " startpos");
+  const std::string probe = run_command(std::string(TESMAR_TOOLS_DIR) + "/bookprobe " + book + " startpos").output;
   const size_t plays = probe.find("engine plays ");
   ASSERT_NE(plays, std::string::npos) << probe;
   EXPECT_EQ(probe.rfind("key 463b96181691fc9c\n", 0), 0u) << probe;
@@ -274,7 +257,7 @@ TEST(Book, BooksMadeByPolyglotAgree) {
              "1. e4 e5 2. Nf3 Nc6 3. Bc4 Bc5 4. O-O Nf6 5. d3 O-O 6. c3 d6 1/2-1/2\n",
              pgn);
   std::fclose(pgn);
-  tool_output(std::string(polyglot) + " make-book -pgn " + dir.file("games.pgn") + " -bin " + dir.file("made.bin") +
+  run_command(std::string(polyglot) + " make-book -pgn " + dir.file("games.pgn") + " -bin " + dir.file("made.bin") +
               " -max-ply 20 -min-game 1 > /dev/null 2>&1");
   ASSERT_TRUE(fs::exists(dir.file("made.bin")));
   std::string played;

@@ -29,6 +29,7 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "helpers/board_fixtures.h"
+#include "helpers/scratch_files.h"
 #include "search/score.h"
 
 namespace {
@@ -247,20 +248,6 @@ DatagenRun run_datagen(const std::string& arguments, const std::string& out) {
   return run;
 }
 
-struct TempDir {
-  std::string path;
-  TempDir() {
-    char name[] = "/tmp/tesmar_datagen_XXXXXX";
-    path = mkdtemp(name) ? name : "";
-  }
-  ~TempDir() { std::system(("rm -rf " + path).c_str()); }
-};
-
-std::string file_text(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 // The games of a run as its journal lists them, each with its records from the file, keyed by
 // stream and game number; `last` is the key of the journal's last game, the one a target cuts.
 struct JournalGames {
@@ -369,7 +356,7 @@ void check_records(const DatagenRun& run, size_t expected, int first_ply) {
 
 TEST(DatagenTool, BootstrapLabelsQuietPositionsWithTheTeacher) {
   TempDir dir;
-  const DatagenRun run = run_datagen("bootstrap --positions 400 --threads 2 --seed 7", dir.path + "/boot.bin");
+  const DatagenRun run = run_datagen("bootstrap --positions 400 --threads 2 --seed 7", dir.file("boot.bin"));
   check_records(run, 400, 4);
   // The label is the teacher's score from the side to move (an en-passant chance, which the
   // record drops, may change a few).
@@ -382,13 +369,13 @@ TEST(DatagenTool, BootstrapLabelsQuietPositionsWithTheTeacher) {
   }
   EXPECT_GE(same, 390);
 
-  EXPECT_EQ(run_datagen("bootstrap --positions 10 --nodes 5", dir.path + "/bad.bin").status, 2);
+  EXPECT_EQ(run_datagen("bootstrap --positions 10 --nodes 5", dir.file("bad.bin")).status, 2);
 }
 
 TEST(DatagenTool, SelfplayKeepsSearchedPositionsAfterTheRandomPlies) {
   TempDir dir;
   const DatagenRun run = run_datagen("selfplay --positions 300 --threads 2 --nodes 300 --seed 3 --chess960-share 0.5",
-                                     dir.path + "/self.bin");
+                                     dir.file("self.bin"));
   check_records(run, 300, 8);
   int chess960 = 0, agree = 0, clear = 0;
   for (const TrainingRecord& r : run.records) {
@@ -408,57 +395,20 @@ TEST(DatagenTool, SelfplayKeepsSearchedPositionsAfterTheRandomPlies) {
   }
 }
 
-// A run killed with SIGKILL mid-way, with a torn record behind its data and a torn line behind
-// its journal, goes on when the same command runs again: the file ends with exactly the asked
-// positions, every stream's games follow each other with none twice and none left out, and each
-// game is the very game that a run which never stopped plays under that number.
-TEST(DatagenTool, KilledRunGoesOnWithTheGamesOfARunThatNeverStopped) {
+// A run stopped at any moment goes on when the same command runs again: the file ends with
+// exactly the asked positions, every stream's games follow each other with none twice and none
+// left out, and each game is the very game that a run which never stopped plays under that
+// number. Stopped by hand, with Ctrl-C (every process of the run gets the signal, the workers
+// perhaps first) or with a kill of datagen alone, a run ends as a finished run does: whole games
+// only, its speed on the screen and in the journal. Killed outright, it leaves a torn record
+// behind its data and a torn line behind its journal.
+TEST(DatagenTool, StoppedRunsGoOnWithTheGamesOfARunThatNeverStopped) {
   TempDir dir;
-  const std::string command = "bootstrap --positions 1600 --threads 2 --seed 5";
-  const std::string out = dir.path + "/killed.bin";
-  const DatagenRun reference = run_datagen(command, dir.path + "/straight.bin");
-  check_records(reference, 1600, 4);
+  const std::string command = "bootstrap --positions 6000 --threads 2 --seed 5";
+  const std::string out = dir.file("stopped.bin");
+  const DatagenRun reference = run_datagen(command, dir.file("straight.bin"));
+  check_records(reference, 6000, 4);
 
-  ASSERT_FALSE(run_and_signal(command, out, 4, SIGKILL, true).ended_by_itself);
-  append_bytes(out, std::string(45, '\x7f'));         // a record and a half of a game cut short
-  append_bytes(out + ".journal", "game 5 0 99 3");  // a line cut short
-  const DatagenRun resumed = run_datagen(command, out);
-  check_records(resumed, 1600, 4);
-  EXPECT_NE(resumed.messages.find("bytes after the last whole game"), std::string::npos) << resumed.messages;
-
-  const JournalGames straight = journal_games(reference, dir.path + "/straight.bin", 5);
-  const JournalGames games = journal_games(resumed, out, 5);
-  EXPECT_TRUE(straight.in_order);
-  EXPECT_TRUE(games.in_order);
-  EXPECT_EQ(games.positions, 1600u);
-  int compared = 0;
-  for (const auto& [key, records] : games.games) {
-    const auto other = straight.games.find(key);
-    if (other == straight.games.end()) continue;
-    // The game that reached the target is cut: it is the first part of the whole game.
-    const size_t n = std::min(records.size(), other->second.size());
-    if (key != games.last && key != straight.last) {
-      EXPECT_EQ(records.size(), other->second.size());
-    }
-    EXPECT_EQ(std::memcmp(records.data(), other->second.data(), n * sizeof(TrainingRecord)), 0)
-        << "stream " << key.first << " game " << key.second;
-    ++compared;
-  }
-  EXPECT_GE(compared, 12);
-
-  // Run again when done, it adds nothing.
-  const DatagenRun again = run_datagen(command, out);
-  EXPECT_EQ(again.status, 0);
-  EXPECT_EQ(again.records.size(), 1600u);
-}
-
-// A run stopped by hand, with Ctrl-C (every process of the run gets the signal, the workers
-// perhaps first) or with a kill of datagen alone, ends as a finished run does: whole games
-// only, its speed on the screen and in the journal. The same command then completes it.
-TEST(DatagenTool, RunStoppedByHandRecordsItsSpeedAndGoesOn) {
-  TempDir dir;
-  const std::string command = "bootstrap --positions 6000 --threads 2 --seed 9";
-  const std::string out = dir.path + "/stopped.bin";
   for (const auto& [signal, whole_group] : {std::pair{SIGINT, true}, std::pair{SIGTERM, false}}) {
     const SignalledRun stopped = run_and_signal(command, out, 20, signal, whole_group);
     ASSERT_FALSE(stopped.ended_by_itself);
@@ -478,21 +428,49 @@ TEST(DatagenTool, RunStoppedByHandRecordsItsSpeedAndGoesOn) {
                           &seconds, &cpu_seconds),
               5)
         << journal.substr(last_line);
-    EXPECT_EQ(seed, 9u);
+    EXPECT_EQ(seed, 5u);
     EXPECT_EQ(workers, 2);
     EXPECT_GT(positions, 0);
     EXPECT_GT(cpu_seconds, 0.0);
   }
-  const DatagenRun finished = run_datagen(command, out);
-  check_records(finished, 6000, 4);
-  EXPECT_TRUE(journal_games(finished, out, 9).in_order);
+  ASSERT_FALSE(run_and_signal(command, out, 4, SIGKILL, true).ended_by_itself);
+  append_bytes(out, std::string(45, '\x7f'));         // a record and a half of a game cut short
+  append_bytes(out + ".journal", "game 5 0 99 3");  // a line cut short
+  const DatagenRun resumed = run_datagen(command, out);
+  check_records(resumed, 6000, 4);
+  EXPECT_NE(resumed.messages.find("bytes after the last whole game"), std::string::npos) << resumed.messages;
+
+  const JournalGames straight = journal_games(reference, dir.file("straight.bin"), 5);
+  const JournalGames games = journal_games(resumed, out, 5);
+  EXPECT_TRUE(straight.in_order);
+  EXPECT_TRUE(games.in_order);
+  EXPECT_EQ(games.positions, 6000u);
+  int compared = 0;
+  for (const auto& [key, records] : games.games) {
+    const auto other = straight.games.find(key);
+    if (other == straight.games.end()) continue;
+    // The game that reached the target is cut: it is the first part of the whole game.
+    const size_t n = std::min(records.size(), other->second.size());
+    if (key != games.last && key != straight.last) {
+      EXPECT_EQ(records.size(), other->second.size());
+    }
+    EXPECT_EQ(std::memcmp(records.data(), other->second.data(), n * sizeof(TrainingRecord)), 0)
+        << "stream " << key.first << " game " << key.second;
+    ++compared;
+  }
+  EXPECT_GE(compared, 40);
+
+  // Run again when done, it adds nothing.
+  const DatagenRun again = run_datagen(command, out);
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.records.size(), 6000u);
 }
 
 // Another seed adds its games behind those already there; a seed played with other settings,
 // and a file whose records no journal lists, are refused and left as they are.
 TEST(DatagenTool, OtherSeedsAddAndForeignFilesAreRefused) {
   TempDir dir;
-  const std::string out = dir.path + "/data.bin";
+  const std::string out = dir.file("data.bin");
   const DatagenRun first = run_datagen("bootstrap --positions 300 --threads 2 --seed 1", out);
   ASSERT_EQ(first.status, 0) << first.messages;
   const DatagenRun more = run_datagen("bootstrap --positions 200 --threads 1 --seed 2", out);
@@ -501,8 +479,8 @@ TEST(DatagenTool, OtherSeedsAddAndForeignFilesAreRefused) {
   EXPECT_EQ(std::memcmp(more.records.data(), first.records.data(), 300 * sizeof(TrainingRecord)), 0);
   EXPECT_EQ(journal_games(more, out, 2).positions, 200u);
 
-  std::ofstream(dir.path + "/one.epd") << "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq -\n";
-  const DatagenRun other = run_datagen("bootstrap --positions 400 --seed 1 --openings " + dir.path + "/one.epd", out);
+  std::ofstream(dir.file("one.epd")) << "rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq -\n";
+  const DatagenRun other = run_datagen("bootstrap --positions 400 --seed 1 --openings " + dir.file("one.epd"), out);
   EXPECT_EQ(other.status, 1);
   EXPECT_NE(other.messages.find("other settings"), std::string::npos) << other.messages;
   EXPECT_EQ(other.records.size(), 500u);
@@ -516,18 +494,18 @@ TEST(DatagenTool, OtherSeedsAddAndForeignFilesAreRefused) {
 // merge: the whole records of its inputs in order, a torn tail left out; never over a file.
 TEST(DatagenTool, MergeJoinsWholeRecords) {
   TempDir dir;
-  const DatagenRun a = run_datagen("bootstrap --positions 120 --threads 1 --seed 11", dir.path + "/a.bin");
-  const DatagenRun b = run_datagen("bootstrap --positions 80 --threads 1 --seed 12", dir.path + "/b.bin");
+  const DatagenRun a = run_datagen("bootstrap --positions 120 --threads 1 --seed 11", dir.file("a.bin"));
+  const DatagenRun b = run_datagen("bootstrap --positions 80 --threads 1 --seed 12", dir.file("b.bin"));
   ASSERT_EQ(a.status + b.status, 0);
-  append_bytes(dir.path + "/b.bin", std::string(31, '\x01'));
+  append_bytes(dir.file("b.bin"), std::string(31, '\x01'));
   const std::string tool = std::string(TESMAR_TOOLS_DIR "/datagen ");
-  const std::string merged = dir.path + "/m.bin";
-  ASSERT_EQ(std::system((tool + "merge " + merged + " " + dir.path + "/a.bin " + dir.path + "/b.bin >/dev/null").c_str()), 0);
+  const std::string merged = dir.file("m.bin");
+  ASSERT_EQ(std::system((tool + "merge " + merged + " " + dir.file("a.bin") + " " + dir.file("b.bin") + " >/dev/null").c_str()), 0);
   const std::string text = file_text(merged);
   ASSERT_EQ(text.size(), TRAINING_HEADER_BYTES + 200 * sizeof(TrainingRecord));
-  EXPECT_EQ(text.substr(0, TRAINING_HEADER_BYTES + 120 * 32), file_text(dir.path + "/a.bin"));
-  EXPECT_EQ(text.substr(TRAINING_HEADER_BYTES + 120 * 32), file_text(dir.path + "/b.bin").substr(TRAINING_HEADER_BYTES, 80 * 32));
-  EXPECT_NE(std::system((tool + "merge " + merged + " " + dir.path + "/a.bin 2>/dev/null").c_str()), 0);
+  EXPECT_EQ(text.substr(0, TRAINING_HEADER_BYTES + 120 * 32), file_text(dir.file("a.bin")));
+  EXPECT_EQ(text.substr(TRAINING_HEADER_BYTES + 120 * 32), file_text(dir.file("b.bin")).substr(TRAINING_HEADER_BYTES, 80 * 32));
+  EXPECT_NE(std::system((tool + "merge " + merged + " " + dir.file("a.bin") + " 2>/dev/null").c_str()), 0);
   EXPECT_EQ(file_text(merged).size(), text.size());
 }
 

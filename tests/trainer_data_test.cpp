@@ -3,8 +3,6 @@
 // records don't depend on the chunks; torn tails and records that no game gives are left out.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -14,6 +12,7 @@
 #include <vector>
 
 #include "helpers/board_fixtures.h"
+#include "helpers/scratch_files.h"
 #include "helpers/training_fixtures.h"
 #include "common/record_features.h"
 #include "common/training_file.h"
@@ -22,12 +21,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-struct TempDir {
-  fs::path path = fs::temp_directory_path() / ("tesmar_tools_common_set_" + std::to_string(getpid()));
-  TempDir() { fs::create_directories(path); }
-  ~TempDir() { fs::remove_all(path); }
-};
 
 // Records as bytes, sorted: two runs of records hold the same positions when these are equal.
 std::vector<std::string> sorted_bytes(const std::vector<TrainingRecord>& records) {
@@ -184,17 +177,6 @@ TEST(TrainingSet, MirroringTurnsAboutHalfOfTheRecordsWithoutRightsAfreshEachEpoc
   EXPECT_NE(sorted_bytes(mirrored_kinds[0]), sorted_bytes(mirrored_kinds[1]));
   ASSERT_EQ(set.validation.size(), validation.size());
   EXPECT_EQ(std::memcmp(set.validation.data(), validation.data(), validation.size() * sizeof(TrainingRecord)), 0);
-}
-
-TEST(TrainingSet, RefusesFilesThatAreNotTrainingFiles) {
-  TempDir dir;
-  const fs::path junk = dir.path / "junk.bin", good = dir.path / "good.bin";
-  std::ofstream(junk) << "not a training file at all";
-  ASSERT_TRUE(write_training_file(good.string(), random_play_records(10, 1)));
-  TrainingSet set;
-  EXPECT_FALSE(open_training_set({good.string(), junk.string()}, 0.1, 1, 100, set));
-  TrainingSet missing;
-  EXPECT_FALSE(open_training_set({(dir.path / "none.bin").string()}, 0.1, 1, 100, missing));
 }
 
 }  // namespace
