@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 
 #include "board/move_text.h"
 #include "board/movegen.h"
@@ -17,11 +16,10 @@
 
 namespace {
 
-class RootFilter : public testing::Test {
+class RootFilter : public EmbeddedTablesTest {
  protected:
   void SetUp() override {
-    REQUIRE_SHARED_TABLES();
-    reset_tables();
+    EmbeddedTablesTest::SetUp();
     search_limits.tb_largest = 4;
   }
   void TearDown() override { set_default_options(engine_options); }
@@ -88,23 +86,6 @@ TEST_F(RootFilter, KeepsTheMovesThatHoldTheResult) {
     const int32_t score = tb_root_filter(*thread, thread->root_moves, &thread->root_end);
     EXPECT_EQ(kind_of_score(score), c.score) << score;
     EXPECT_EQ(moves_of(*thread), std::string(c.kept) == "all" ? all : std::string(c.kept));
-  }
-}
-
-TEST_F(RootFilter, MateInOneHasTheSmallestDistance) {
-  auto thread = thread_at("k7/8/1K6/8/8/8/8/6Q1 w - - 0 1");
-  set_root(*thread);
-  int32_t v[MAX_MOVES];
-  const int count = int(thread->root_end - thread->root_moves);
-  ASSERT_TRUE(root_move_distances(*thread, thread->root_moves, count, 1, v));
-  char text[8];
-  for (int i = 0; i < count; ++i) {
-    move_text(*thread->current_position, thread->root_moves[i].move, text);
-    if (std::string(text) == "g1g8") {
-      EXPECT_EQ(v[i], 1);
-    } else {
-      EXPECT_TRUE(v[i] > 1 || v[i] <= 0) << text << " " << v[i];
-    }
   }
 }
 

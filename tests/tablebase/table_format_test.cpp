@@ -1,5 +1,5 @@
-// The reader on the published files: index and stored-value examples, table sizes,
-// single-value files, and where parsing ends in each of the 70 files.
+// The reader on the published files: index and stored-value examples, and each of the 70
+// embedded files where it stands and where its parsing ends.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,17 +31,7 @@ TableEntry& ready_entry(const std::string& name, int kind) {
   return *entry;
 }
 
-int piece_header_offset(const TableEntry& entry, int file) {
-  return 5 + file * (entry.men + 1 + (entry.has_pawns && entry.pawn_count[1] ? 1 : 0));
-}
-
-class TableFormat : public testing::Test {
- protected:
-  void SetUp() override {
-    REQUIRE_SHARED_TABLES();
-    reset_tables();
-  }
-};
+using TableFormat = EmbeddedTablesTest;
 
 TEST_F(TableFormat, IndexesAndStoredValuesOfKnownPositions) {
   struct Case {
@@ -82,45 +72,21 @@ TEST_F(TableFormat, IndexesAndStoredValuesOfKnownPositions) {
   EXPECT_EQ(dtz_of_symbol(dtz, 0, decode_value(*dtz.dtz_slices[0].decoder, idx), 2), 14);
 }
 
-TEST_F(TableFormat, TableSizes) {
-  struct Case {
-    const char* table;
-    int file;
-    uint64_t size;
-  };
-  const Case CASES[] = {{"KQvK", 0, 31332},  {"KPvK", 0, 23436},  {"KPvK", 1, 23436},
-                        {"KPvK", 2, 23436},  {"KPvK", 3, 23436},  {"KQQvK", 0, 462 * 1891}};
-  for (const Case& c : CASES) {
-    TableEntry& entry = ready_entry(c.table, WDL);
-    TableSlice slice{};
-    EXPECT_EQ(setup_slice(slice, entry, entry.view[WDL] + piece_header_offset(entry, c.file), 0, c.file,
-                          entry.has_pawns),
-              c.size)
-        << c.table << " file " << c.file;
-  }
-}
-
-TEST_F(TableFormat, SingleValueFilesNeedNoIndexTables) {
-  for (const char* name : {"KBvK", "KNvK"}) {
-    SCOPED_TRACE(name);
-    TableEntry& entry = ready_entry(name, WDL);
-    EXPECT_EQ(entry.mapping[WDL], 80u);
-    for (const TableSlice& slice : entry.wdl_slices[0]) {
-      if (!slice.decoder) continue;
-      EXPECT_EQ(slice.decoder->index_bits, 0);
-      for (uint64_t idx : {0ull, 1234ull, 999999ull}) EXPECT_EQ(wdl_of_symbol(decode_value(*slice.decoder, idx)), 0);
-    }
-  }
-}
-
+// Each of the 70 files is found by its name, stands on a 64-byte boundary, and is the one
+// the registry reads; parsing ends where its trailing bytes begin.
 TEST_F(TableFormat, EveryFileParsesToItsTrailingBytesAndSymmetricTablesStoreOneSide) {
   for (const std::string& name : embedded_signatures()) {
     for (int kind : {WDL, DTZ}) {
+      const std::string file_name = name + (kind ? ".rtbz" : ".rtbw");
+      const EmbeddedTable* file = find_embedded_table(file_name.c_str());
+      ASSERT_TRUE(file) << file_name;
+      EXPECT_EQ(reinterpret_cast<uintptr_t>(file->data) % 64, 0u) << file_name;
       TableEntry& entry = ready_entry(name, kind);
+      EXPECT_EQ(entry.view[kind], file->data) << file_name;
       free_decoders(entry, kind);
       const uint64_t end = parse_table_file(entry, kind);
       const uint64_t rest = entry.mapping[kind] - end;
-      EXPECT_TRUE(rest == 16 || rest == 48) << name << (kind ? ".rtbz" : ".rtbw") << " leaves " << rest;
+      EXPECT_TRUE(rest == 16 || rest == 48) << file_name << " leaves " << rest;
     }
     TableEntry& entry = ready_entry(name, WDL);
     if (entry.symmetric) {
@@ -136,30 +102,6 @@ TEST(TableIndexTables, KingPairsNumberEachPlacementOnce) {
     for (int16_t v : row)
       if (v >= 0) ++seen.at(size_t(v));
   EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), 462);
-}
-
-}  // namespace
-
-namespace {
-
-// The 70 files stand one behind the other, each on a 64-byte boundary and padded up to the next.
-TEST(EmbeddedTables, SeventyFilesOnSixtyFourByteBoundaries) {
-  REQUIRE_SHARED_TABLES();
-  uint64_t padded = 0;
-  const uint8_t* lowest = EMBEDDED_TABLES[0].data;
-  const uint8_t* end = nullptr;
-  for (const EmbeddedTable& table : EMBEDDED_TABLES) {
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(table.data) % 64, 0u) << table.name;
-    padded += (table.size + 63) / 64 * 64;
-    lowest = std::min(lowest, table.data);
-    end = std::max(end, table.data + (table.size + 63) / 64 * 64);
-    EXPECT_EQ(find_embedded_table(table.name), &table);
-  }
-  EXPECT_EQ(padded, 4350016u);
-  EXPECT_EQ(uint64_t(end - lowest), 4350016u);
-  EXPECT_EQ(find_embedded_table("KQvK.rtbw")->size, 272u);
-  EXPECT_EQ(find_embedded_table("KQvKR.rtbz")->size, 309008u);
-  EXPECT_EQ(find_embedded_table("KQvKR"), nullptr);
 }
 
 }  // namespace

@@ -1,15 +1,12 @@
 // The engine with the published tables inside, through UCI: info lines, SyzygyPath
-// folders, broken files, probes in the search, and games of won and drawn endings.
+// folders, broken files, probes in the search, games of won and drawn endings, and the
+// report of tbprobe.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "helpers/engine_process.h"
+#include "helpers/scratch_files.h"
 #include "tablebase/helpers/table_games.h"
 #include "tablebase/helpers/tb_fixtures.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -29,13 +26,7 @@ std::string score_of(const std::string& line) {
   return line.substr(at + 7, end - at - 7);
 }
 
-class UciTables : public testing::Test {
- protected:
-  void SetUp() override {
-    REQUIRE_SHARED_TABLES();
-    reset_tables();
-  }
-};
+using UciTables = EmbeddedTablesTest;
 
 TEST_F(UciTables, RootInTheTablesShowsTbhitsAndTheTableScoreAndKeepsTheWin) {
   TableEngine engine;
@@ -53,54 +44,29 @@ TEST_F(UciTables, RootInTheTablesShowsTbhitsAndTheTableScoreAndKeepsTheWin) {
   const SearchOutput draw = engine.go("position fen 8/8/3k4/8/8/3K4/r7/7R w - - 0 1\ngo depth 6\n");
   ASSERT_FALSE(draw.info.empty());
   EXPECT_EQ(score_of(draw.info.back()), "cp 0");
-  // With SyzygyProbeLimit 0 nothing is probed.
-  const SearchOutput off =
-      engine.go("setoption name SyzygyProbeLimit value 0\nposition fen 4k3/8/8/8/8/8/8/3QK3 w - - 0 1\ngo depth 4\n");
-  ASSERT_FALSE(off.info.empty());
-  EXPECT_EQ(field(off.info.back(), "tbhits"), 0);
 }
 
+// Five men, no tables for them: the search probes where a capture leaves four. Four threads
+// on a fresh engine: the first uses of the tables race, under the table lock.
 TEST_F(UciTables, SearchProbesBehindCapturesOfFiveMen) {
   TableEngine engine;
-  // Five men, no tables for them: the search probes where a capture leaves four.
-  const SearchOutput out = engine.go("position fen 8/8/3k4/8/2r5/3K4/8/1R2R3 b - - 0 1\ngo depth 7\n");
-  ASSERT_FALSE(out.info.empty());
-  EXPECT_GT(field(out.info.back(), "tbhits"), 0);
-  // Four threads on a fresh engine: the first uses of the tables race, under the table lock.
-  TableEngine threaded;
-  const SearchOutput four = threaded.go(
+  const SearchOutput out = engine.go(
       "setoption name Threads value 4\nucinewgame\nposition fen 8/8/3k4/8/2r5/3K4/8/1R2R3 b - - 0 1\ngo depth 9\n",
       30000);
-  ASSERT_FALSE(four.info.empty());
-  EXPECT_GT(field(four.info.back(), "tbhits"), 0);
-  const SearchOutput limited =
-      engine.go("setoption name SyzygyProbeLimit value 3\nposition fen 8/8/3k4/8/2r5/3K4/8/1R2R3 b - - 0 1\ngo depth 7\n");
-  EXPECT_FALSE(limited.bestmove.empty());
+  ASSERT_FALSE(out.info.empty());
+  EXPECT_GT(field(out.info.back(), "tbhits"), 0);
 }
 
+// A broken six-man file in a folder among empty pieces and a missing one: it is counted,
+// fails on standard error at its first use, and the engine plays on.
 TEST_F(UciTables, SyzygyPathFoldersAndBrokenFiles) {
-  if (!fs::exists(TESMAR_SHARED_SYZYGY)) GTEST_SKIP() << TESMAR_SHARED_SYZYGY << " is absent";
-  char name[] = "/tmp/tesmar_uci_tb_XXXXXX";
-  const fs::path folder = mkdtemp(name);
-  fs::copy_file(fs::path(TESMAR_SHARED_SYZYGY) / "KQvK.rtbw", folder / "KQRvKP.rtbw");
-  fs::permissions(folder / "KQRvKP.rtbw", fs::perms::owner_read | fs::perms::owner_write);
-  {
-    std::fstream f(folder / "KQRvKP.rtbw", std::ios::in | std::ios::out | std::ios::binary);
-    f.put('X');
-  }
+  TempDir folder;
+  write_broken_table(folder.path, "KQRvKP.rtbw");
   TableEngine engine;
-  engine.send("setoption name SyzygyPath value " + folder.string() + ";;/nonexistent;\nisready\n");
-  const Lines lines = engine.read_until("readyok");
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0], "info string Found 36 WDL and 35 DTZ tablebase files.");
-  engine.send("setoption name SyzygyPath value " + folder.string() + ";;/nonexistent;\nisready\n");
-  EXPECT_EQ(engine.read_until("readyok")[0], "info string Found 36 WDL and 35 DTZ tablebase files.");
-  // The broken six-man file fails (on standard error) and the engine plays on.
+  engine.send("setoption name SyzygyPath value " + folder.path.string() + ";;/nonexistent;\nisready\n");
+  EXPECT_EQ(engine.read_until("readyok"), (Lines{"info string Found 36 WDL and 35 DTZ tablebase files.", "readyok"}));
   const SearchOutput out = engine.go("position fen 4k3/4p3/8/8/8/8/8/RQ2K3 w - - 0 1\ngo depth 5\n");
   EXPECT_FALSE(out.bestmove.empty());
-  engine.send("setoption name SyzygyPath value <empty>\nisready\n");
-  EXPECT_EQ(engine.read_until("readyok"), Lines{"readyok"});
-  fs::remove_all(folder);
 }
 
 TableGame play(const char* fen, int max_plies) { return play_table_game(TESMAR_TB_ENGINE, "", fen, max_plies); }
@@ -117,25 +83,14 @@ TEST_F(UciTables, EnginesConvertAWonEndingAndHoldADraw) {
   // KRvKR, drawn: neither side ever moves into a lost position.
   const TableGame drawn = play("8/8/3k4/8/8/3K4/r7/7R w - - 0 1", 60);
   EXPECT_EQ(drawn.result, 0);
-  EXPECT_FALSE(drawn.lost_a_draw);
-}
-
-}  // namespace
-
-namespace {
-
-std::string run_tbprobe(const std::string& arguments) {
-  std::string output;
-  FILE* pipe = popen((std::string(TESMAR_TB_PROBE) + " " + arguments + " 2>&1").c_str(), "r");
-  char buffer[4096];
-  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) output.append(buffer, n);
-  pclose(pipe);
-  return output;
+  EXPECT_FALSE(drawn.value_fell);
 }
 
 TEST_F(UciTables, TbprobePrintsValuesAndKeptMovesOrSaysItCannot) {
-  const std::string out = run_tbprobe("'k7/8/1K6/8/8/8/8/6Q1 w - - 99 100' '4k3/8/8/8/8/8/8/1RRQK3 w - - 0 1' "
-                                      "'r3k3/8/8/8/8/8/8/3QK3 w q - 0 1'");
+  const std::string out = run_command(std::string(TESMAR_TB_PROBE) +
+                                      " 'k7/8/1K6/8/8/8/8/6Q1 w - - 99 100' '4k3/8/8/8/8/8/8/1RRQK3 w - - 0 1'"
+                                      " 'r3k3/8/8/8/8/8/8/3QK3 w q - 0 1' 2>&1")
+                              .output;
   EXPECT_NE(out.find("k7/8/1K6/8/8/8/8/6Q1 w - - 99 100\n  wdl 2 success 1\n  dtz "), std::string::npos) << out;
   EXPECT_NE(out.find("  kept g1g8:1\n"), std::string::npos) << out;
   EXPECT_NE(out.find("1RRQK3 w - - 0 1\n  not in the tables: a table it needs is missing\n"), std::string::npos) << out;

@@ -2,11 +2,11 @@
 // format, compression and reproducible files.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
+#include <algorithm>
 #include <string>
 #include <vector>
 
+#include "helpers/scratch_files.h"
 #include "tablebase/helpers/generated_tables.h"
 #include "tbgen/compress.h"
 #include "tbgen/table_index.h"
@@ -47,37 +47,38 @@ TEST(Retrograde, KnownPositions) {
 
 // A material against itself: exchanging the colours (and turning the board over) gives
 // the other side the same value. Pawns on both sides (KPvKP, whose promotions need a
-// dozen tables) are walked in full by the long checks.
+// dozen tables) are held to the published files at every position by the long checks.
 TEST(Retrograde, ColoursExchangedGiveTheSameValue) {
   for (const char* name : {"KRvKR", "KNvKN"}) EXPECT_EQ(colour_exchange_fault(name, 97), "");
 }
 
+// A slice as the writer lays it out: the table's shape and piece order, as the file's
+// header will hold them.
+SliceLayout slice_of(const char* table, int file) {
+  const TableShape shape = table_shape(parse_signature(table));
+  SliceLayout s;
+  const std::vector<int> pieces = table_piece_order(shape, parse_signature(table));
+  std::copy(pieces.begin(), pieces.end(), s.pieces);
+  setup_slice_layout(s, shape, file);
+  return s;
+}
+
+// The writer's shapes and piece orders give the sizes and indexes of the published files.
 TEST(TableIndex, ExamplesOfTheFormat) {
   init_table_index();
-  const TableShape kqk = table_shape(parse_signature("KQvK"));
-  SliceLayout s;
-  const std::vector<int> pieces = table_piece_order(kqk, parse_signature("KQvK"));
-  std::copy(pieces.begin(), pieces.end(), s.pieces);
-  EXPECT_EQ(setup_slice_layout(s, kqk, 0), 31332u);
+  EXPECT_EQ(slice_of("KQvK", 0).size, 31332u);
   int p[3] = {E8, E1, D1};
-  EXPECT_EQ(encode_table_index(p, s, kqk), 11466u);
-  const TableShape kqqk = table_shape(parse_signature("KQQvK"));
-  EXPECT_TRUE(kqqk.pair_index);
-  SliceLayout q;
-  const std::vector<int> qp = table_piece_order(kqqk, parse_signature("KQQvK"));
-  std::copy(qp.begin(), qp.end(), q.pieces);
-  EXPECT_EQ(setup_slice_layout(q, kqqk, 0), 873642u);
-  const TableShape kpk = table_shape(parse_signature("KPvK"));
-  SliceLayout k;
-  const std::vector<int> kp = table_piece_order(kpk, parse_signature("KPvK"));
-  std::copy(kp.begin(), kp.end(), k.pieces);
-  for (int file = 0; file < 4; ++file) EXPECT_EQ(setup_slice_layout(k, kpk, file), 23436u);
+  EXPECT_EQ(encode_table_index(p, slice_of("KQvK", 0), table_shape(parse_signature("KQvK"))), 11466u);
+  // Two queens: the kings go by the index of their pair.
+  EXPECT_TRUE(table_shape(parse_signature("KQQvK")).pair_index);
+  EXPECT_EQ(slice_of("KQQvK", 0).size, 462u * 1891);
+  for (int file = 0; file < 4; ++file) EXPECT_EQ(slice_of("KPvK", file).size, 23436u);
   // KRvKP: the right side's pawn leads.
   EXPECT_EQ(table_shape(parse_signature("KRvKP")).leading_colour, 1);
 }
 
+// Long runs, noise of few values and of many, and tiny slices of one value or two.
 TEST(Compression, EveryValueDecodes) {
-  std::vector<std::vector<uint16_t>> inputs;
   std::vector<uint16_t> runs, noise, wide;
   uint64_t x = 12345;
   for (int i = 0; i < 200000; ++i) {
@@ -86,17 +87,12 @@ TEST(Compression, EveryValueDecodes) {
     noise.push_back(uint16_t((x >> 60) % 5));
     wide.push_back(uint16_t((x >> 40) % 700));
   }
-  inputs = {runs, noise, wide, {4, 4, 4}, {1, 2}};
-  for (const auto& values : inputs) {
+  const std::vector<std::vector<uint16_t>> inputs = {runs, noise, wide, {4, 4, 4}, {1, 2}};
+  for (const std::vector<uint16_t>& values : inputs) {
     const CompressedSlice c = compress_values(values);
     const SliceDecoder d = make_slice_decoder(c);
     for (size_t i = 0; i < values.size(); ++i) ASSERT_EQ(decode_compressed(d, i), values[i]) << i;
   }
-}
-
-std::vector<uint8_t> read_bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // The files depend on nothing but the table: made on two threads and on one, and made
@@ -113,10 +109,10 @@ TEST(TableWriter, FilesAreReproducible) {
     }
     EXPECT_EQ(a.wdl.size() % 16, 0u);
     const std::string carried = std::string(TESMAR_SOURCE_DIR) + "/data/syzygy/" + name;
-    const std::vector<uint8_t> wdl = read_bytes(carried + ".rtbw"), dtz = read_bytes(carried + ".rtbz");
+    const std::string wdl = file_text(carried + ".rtbw"), dtz = file_text(carried + ".rtbz");
     if (wdl.empty()) continue;
-    EXPECT_EQ(a.wdl, wdl) << name;
-    EXPECT_EQ(a.dtz, dtz) << name;
+    EXPECT_EQ(std::string(a.wdl.begin(), a.wdl.end()), wdl) << name;
+    EXPECT_EQ(std::string(a.dtz.begin(), a.dtz.end()), dtz) << name;
   }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "search/thread_data.h"
+#include "tablebase/helpers/tb_fixtures.h"
 #include "tbgen/retrograde.h"
 
 // Tables solved by the generator, once per process (smaller ones come along).
@@ -17,9 +18,9 @@ const TableResult& generated_table(const std::string& name);
 inline const std::vector<std::string> QUICK_SIGNATURES = {"KQvK",  "KRvK",  "KPvK",  "KBvKN", "KNvKN",
                                                           "KRvKR", "KRvKB", "KBBvK", "KBNvK"};
 
-// A material against itself, or with pawns on both sides: exchanging the colours and
-// turning the board over must give the other side to move the same value. Checks every
-// `stride`-th index; empty when all agree, else the first fault.
+// A material against itself: exchanging the colours and turning the board over must give
+// the other side to move the same value. Checks every `stride`-th index; empty when all
+// agree, else the first fault.
 std::string colour_exchange_fault(const std::string& name, uint64_t stride);
 
 // What the probes should say of a solved position: WDL, and DTZ in plies (signed);
@@ -38,20 +39,16 @@ std::string fen_of_entry(const Layout& l, uint64_t index);
 // below holds them), else the fault with the FEN; exact tells whether the distance had to
 // be equal to the ply.
 std::string entry_probe_fault(ThreadData& thread, const TableResult& t, uint64_t idx, bool exact_files,
-                              bool wdl_only = false, bool* exact = nullptr);
+                              bool* exact = nullptr);
 
 // probe_wdl equal to the generator's value, probe_dtz equal in sign, equal in size where
 // the embedded DTZ file stores exact plies (exact_files), within one ply elsewhere.
 // Walks `sample` random positions per side, or every legal one when 0.
-struct ProbeComparison {
-  int64_t positions = 0;
-  int64_t faults = 0;
+struct ProbeComparison : SweepResult {
   int64_t exact = 0;  // distances compared for equality
-  std::vector<std::string> first_faults;
 };
-// wdl_only leaves the distances out: a full walk then costs a tenth of the time.
 ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int sample, bool exact_files,
-                               std::mt19937_64& random, bool wdl_only = false);
+                               std::mt19937_64& random);
 
 // compare_probes on 400 positions per side of each of the QUICK_SIGNATURES, in this process,
 // with the registry as the caller set it; failures are reported to the running test.

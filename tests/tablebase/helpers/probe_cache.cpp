@@ -1,5 +1,6 @@
 #include "tablebase/helpers/probe_cache.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <map>
@@ -25,10 +26,6 @@ void on_threads(int threads, Work work) {
       work(*thread, uint64_t(t), uint64_t(threads));
     });
   for (std::thread& p : pool) p.join();
-}
-
-double seconds_since(std::chrono::steady_clock::time_point start) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 // Men of each kind, four bits each: the side to move's in the low half, the other's above.
@@ -95,7 +92,6 @@ const ProbeCache& probe_cache(const std::string& name, int threads) {
   auto cache = std::make_unique<ProbeCache>();
   cache->layout = t.layout;
   cache->entries.resize(t.layout.size);
-  const auto start = std::chrono::steady_clock::now();
   on_threads(threads, [&](ThreadData& thread, uint64_t first, uint64_t step) {
     for (uint64_t idx = first; idx < t.layout.size; idx += step) {
       if (t.state[idx] == STATE_INVALID) continue;
@@ -111,12 +107,11 @@ const ProbeCache& probe_cache(const std::string& name, int threads) {
       if (!s1 || !s2) e.flags |= CACHED_FAILED;
     }
   });
-  std::printf("%s: probed %llu entries in %.1f s\n", name.c_str(), (unsigned long long)t.layout.size,
-              seconds_since(start));
   return *caches.emplace(name, std::move(cache)).first->second;
 }
 
 SweepResult sweep_signature_cached(const std::string& name, int threads, bool probe_children_too) {
+  if (threads == 0) threads = int(std::max(1u, std::thread::hardware_concurrency()));
   const TableResult& t = generated_table(name);
   const ProbeCache& own = probe_cache(name, threads);
   std::vector<Orientation> orientations;
@@ -175,6 +170,6 @@ SweepResult sweep_signature_cached(const std::string& name, int threads, bool pr
       if (result.first_faults.size() < 10) result.first_faults.push_back(f);
   }
   std::printf("%s: %lld positions checked one ply deep in %.1f s\n", name.c_str(), (long long)result.positions,
-              seconds_since(start));
+              std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   return result;
 }

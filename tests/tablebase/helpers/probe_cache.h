@@ -33,5 +33,5 @@ const ProbeCache& probe_cache(const std::string& name, int threads);
 // Every legal position of `name`, both sides to move, through one_ply_fault: positions
 // read from its own cache, children from the caches of its signature and of the smaller
 // signatures its captures and promotions lead into. With probe_children_too every child is
-// probed as well and must read the same from the cache.
-SweepResult sweep_signature_cached(const std::string& name, int threads, bool probe_children_too = false);
+// probed as well and must read the same from the cache. Threads 0: one a core.
+SweepResult sweep_signature_cached(const std::string& name, int threads = 0, bool probe_children_too = false);

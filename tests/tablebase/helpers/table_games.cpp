@@ -21,7 +21,6 @@ TableGame play_table_game(const char* binary, const std::string& setup, const st
     const int value = probe_wdl(*thread, success);
     if (ply > 0 && success && before_success) {
       // The value after a move is the opponent's: the mover's is its negative.
-      game.lost_a_draw |= before >= 0 && value > 0;
       game.value_fell |= -value < before;
     }
     if (ply > 0 && pos.rule50 == 0 && !game.first_zeroing_ply) {

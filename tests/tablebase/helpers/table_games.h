@@ -10,7 +10,6 @@ struct TableGame {
   int max_rule50 = 0;         // the highest fifty-move counter of any position reached
   int first_zeroing_ply = 0;  // plies up to and including the first capture or pawn move, 0 if none
   int wdl_after_zeroing = 0;  // the value of the position that move reached, for the side then to move
-  bool lost_a_draw = false;   // a move lost a position that wasn't lost
   bool value_fell = false;    // a move made its side's table value worse (a draw lost, a win spoilt)
   std::string moves;
 };

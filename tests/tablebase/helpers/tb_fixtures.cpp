@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
+#include <utility>
 
 #include "board/make_move.h"
-#include "common/board_text.h"
 #include "board/movegen.h"
 #include "board/position.h"
+#include "common/board_text.h"
+#include "helpers/board_fixtures.h"
 #include "protocol/engine_options.h"
 #include "tablebase/embedded_tables.h"
 #include "tablebase/index_tables.h"
@@ -32,6 +35,10 @@ std::vector<std::string> embedded_signatures() {
     if (name.ends_with(".rtbw")) names.push_back(name.substr(0, name.size() - 5));
   }
   return names;
+}
+
+void write_broken_table(const std::filesystem::path& folder, const std::string& file_name) {
+  std::ofstream(folder / file_name) << "not a table";
 }
 
 std::string fen_of_men(const std::vector<Man>& men, bool black_to_move, int rule50) {
@@ -68,6 +75,14 @@ bool legal_placement(const std::vector<Man>& men, bool black_to_move) {
 
 namespace {
 int sign(int x) { return (x > 0) - (x < 0); }
+
+// probe_wdl and probe_dtz of the men; {9, 9} when a probe fails.
+std::pair<int, int> probes_of(ThreadData& thread, const std::vector<Man>& men, bool black_to_move) {
+  set_position(thread, fen_of_men(men, black_to_move).c_str(), nullptr);
+  int s1, s2;
+  const int wdl = probe_wdl(thread, s1), dtz = probe_dtz(thread, s2);
+  return s1 && s2 ? std::pair{wdl, dtz} : std::pair{9, 9};
+}
 }  // namespace
 
 bool probe_child(ThreadData& thread, OnePlyChild& c) {
@@ -84,24 +99,22 @@ bool probe_child(ThreadData& thread, OnePlyChild& c) {
 }
 
 std::string one_ply_fault(ThreadData& thread) {
-  int success;
-  const int wdl = probe_wdl(thread, success);
-  if (!success) return ("probe_wdl failed");
-  const int dtz = probe_dtz(thread, success);
-  if (!success) return ("probe_dtz failed");
+  int s1, s2;
+  const int wdl = probe_wdl(thread, s1), dtz = probe_dtz(thread, s2);
+  if (!s1 || !s2) return "a probe failed";
   return one_ply_fault(thread, wdl, dtz, probe_child);
 }
 
 std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
                           const std::function<bool(ThreadData&, OnePlyChild&)>& child) {
   const Position& pos = *thread.current_position;
-  if (sign(dtz) != sign(wdl)) return ("wdl " + std::to_string(wdl) + " but dtz " + std::to_string(dtz));
+  if (sign(dtz) != sign(wdl)) return "wdl " + std::to_string(wdl) + " but dtz " + std::to_string(dtz);
 
   ScoredMove list[MAX_MOVES];
   ScoredMove* const end = generate_legal(pos, list);
   if (end == list) {
     const int expected = in_check(pos) ? -2 : 0;
-    if (sign(wdl) != sign(expected)) return ("mate or stalemate read as wdl " + std::to_string(wdl));
+    if (sign(wdl) != sign(expected)) return "mate or stalemate read as wdl " + std::to_string(wdl);
     return "";
   }
   OnePlyChild children[MAX_MOVES];
@@ -115,11 +128,11 @@ std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
     c.zeroing = (m & MOVE_CAPTURE) || move_piece(m) == PAWN;
     const bool ok = child(thread, c);
     undo_move(thread);
-    if (!ok) return ("a child probe failed");
+    if (!ok) return "a child probe failed";
     best = std::max(best, c.wdl);
   }
   if (sign(best) != sign(wdl))
-    return ("wdl " + std::to_string(wdl) + " but the best move gives " + std::to_string(best));
+    return "wdl " + std::to_string(wdl) + " but the best move gives " + std::to_string(best);
   if (wdl == 0) return "";
 
   // The distance: a zeroing move ends it at once (at the 101st ply into a result the rule
@@ -140,9 +153,9 @@ std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
   // A table that doesn't count exact plies may be one ply off, in this position and in the
   // child both: up to two between them.
   if (zeroing_win ? magnitude != expected : std::abs(magnitude - expected) > 2)
-    return ("dtz " + std::to_string(dtz) + " but the moves give " + std::to_string(wdl > 0 ? expected : -expected));
+    return "dtz " + std::to_string(dtz) + " but the moves give " + std::to_string(wdl > 0 ? expected : -expected);
   if ((std::abs(wdl) == 2) != (magnitude <= 100))
-    return ("wdl " + std::to_string(wdl) + " with a distance of " + std::to_string(magnitude));
+    return "wdl " + std::to_string(wdl) + " with a distance of " + std::to_string(magnitude);
   return "";
 }
 
@@ -150,13 +163,20 @@ SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sam
   SweepResult result;
   std::vector<Man> men = men_of_signature(name);
   auto check = [&](bool black_to_move) {
-    const std::string fen = fen_of_men(men, black_to_move);
-    set_position(thread, fen.c_str(), nullptr);
     ++result.positions;
-    const std::string what = one_ply_fault(thread);
+    const std::pair<int, int> probes = probes_of(thread, men, black_to_move);
+    std::string what =
+        probes.first == 9 ? "a probe failed" : one_ply_fault(thread, probes.first, probes.second, probe_child);
+    // The tables fold positions by colour and by file (pawnless ones by rank and diagonal
+    // too), so every folding must read the same.
+    std::vector<Man> exchanged = men, turned = men;
+    for (Man& m : exchanged) m = {char(m.piece ^ 32), m.square ^ 56};
+    for (Man& m : turned) m.square ^= 7;
+    if (what.empty() && probes_of(thread, exchanged, !black_to_move) != probes) what = "the colours exchanged differ";
+    if (what.empty() && probes_of(thread, turned, black_to_move) != probes) what = "turned left to right it differs";
     if (what.empty()) return;
     ++result.faults;
-    if (result.first_faults.size() < 10) result.first_faults.push_back(fen + ": " + what);
+    if (result.first_faults.size() < 10) result.first_faults.push_back(fen_of_men(men, black_to_move) + ": " + what);
   };
 
   for (int side = 0; side < 2; ++side)
@@ -167,4 +187,17 @@ SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sam
       ++done;
     }
   return result;
+}
+
+void expect_no_faults(const SweepResult& r, const std::string& name) {
+  EXPECT_GT(r.positions, 0) << name;
+  EXPECT_EQ(r.faults, 0) << name;
+  for (const std::string& f : r.first_faults) ADD_FAILURE() << name << ": " << f;
+}
+
+void expect_embedded_signatures_agree(int sample, uint64_t seed) {
+  auto thread = thread_at(START_FEN);
+  std::mt19937_64 random(seed);
+  for (const std::string& name : embedded_signatures())
+    expect_no_faults(sweep_signature(*thread, name, sample, random), name);
 }

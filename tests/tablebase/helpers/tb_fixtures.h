@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <random>
 #include <string>
@@ -15,17 +16,27 @@
 // Whether the build found all 70 files to embed.
 bool shared_tables_embedded();
 
-#define REQUIRE_SHARED_TABLES()                                                                    \
-  do {                                                                                             \
-    if (!shared_tables_embedded())                                                                 \
-      GTEST_SKIP() << "../shared/syzygy was absent at configure time: this binary carries no tables"; \
-  } while (0)
-
 // Index tables built and the registry set to the embedded tables alone; options at defaults.
 void reset_tables();
 
+// A test of the tables this binary carries: skipped where the build found none, else
+// begun from reset_tables.
+class EmbeddedTablesTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!shared_tables_embedded())
+      GTEST_SKIP() << "this binary carries no tables: ../shared/syzygy (or data/syzygy, for the engine's own) "
+                      "was absent at configure time";
+    reset_tables();
+  }
+};
+
 // The 35 embedded signatures, such as "KQvKR".
 std::vector<std::string> embedded_signatures();
+
+// A file under a table's name that holds no table (its magic bytes are wrong): the
+// registry counts it, and its first use fails.
+void write_broken_table(const std::filesystem::path& folder, const std::string& file_name);
 
 // A FEN for men given as (piece letter, square) on the real board, upper case for White.
 struct Man {
@@ -62,11 +73,18 @@ bool probe_child(ThreadData& thread, OnePlyChild& c);
 std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
                           const std::function<bool(ThreadData&, OnePlyChild&)>& child);
 
-// Checks `sample` random legal positions of a signature per side to move (the walk of
-// every position is sweep_signature_cached).
+// Checks `sample` random legal positions of a signature per side to move through
+// one_ply_fault, and the same positions with the colours exchanged and turned left to
+// right, which must probe the same (the walk of every position is sweep_signature_cached).
 struct SweepResult {
   int64_t positions = 0;
   int64_t faults = 0;
   std::vector<std::string> first_faults;
 };
 SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sample, std::mt19937_64& random);
+
+// Fails the running test on a walk that found a fault or no position at all.
+void expect_no_faults(const SweepResult& r, const std::string& name);
+
+// sweep_signature on each embedded signature; failures are reported to the running test.
+void expect_embedded_signatures_agree(int sample, uint64_t seed);

@@ -8,14 +8,15 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <random>
 #include <vector>
 
 #include "helpers/board_fixtures.h"
 #include "helpers/engine_process.h"
+#include "helpers/scratch_files.h"
 #include "tablebase/helpers/generated_tables.h"
 #include "tablebase/helpers/table_games.h"
 #include "tablebase/helpers/tb_fixtures.h"
@@ -23,8 +24,6 @@
 #include "tablebase/registry.h"
 #include "tbgen/table_index.h"
 #include "tbgen/table_writer.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -46,94 +45,79 @@ const KnownPosition KNOWN[] = {
     {"8/8/8/5B1K/2n5/k7/5B2/8 w - - 0 1", 2, 99, "won with the capture on the 99th ply: no move to spare"},
 };
 
-class GeneratedFiveMen : public testing::Test {
+class GeneratedFiveMen : public EmbeddedTablesTest {
  protected:
-  static inline fs::path folder;
+  static inline std::unique_ptr<TempDir> folder;
 
   static void SetUpTestSuite() {
-    char name[] = "/tmp/tesmar_five_men_XXXXXX";
-    folder = mkdtemp(name);
+    folder = std::make_unique<TempDir>();
     // The writer indexes with the reader's tables.
     init_table_index();
     const TableFiles files = build_table_files(generated_table(NAME), 2);
     for (auto [suffix, bytes] : {std::pair{".rtbw", &files.wdl}, std::pair{".rtbz", &files.dtz}}) {
-      std::ofstream out(folder / (std::string(NAME) + suffix), std::ios::binary);
+      std::ofstream out(folder->path / (std::string(NAME) + suffix), std::ios::binary);
       out.write(reinterpret_cast<const char*>(bytes->data()), std::streamsize(bytes->size()));
     }
   }
-  static void TearDownTestSuite() { fs::remove_all(folder); }
+  static void TearDownTestSuite() { folder.reset(); }
 
   void SetUp() override {
-    if (!shared_tables_embedded()) GTEST_SKIP() << "data/syzygy held no tables at configure time";
-    reset_tables();
-    ASSERT_EQ(tb_init(folder.c_str()), 5);
+    EmbeddedTablesTest::SetUp();
+    if (IsSkipped()) return;
+    ASSERT_EQ(tb_init(folder->path.c_str()), 5);
   }
 };
 
 TEST_F(GeneratedFiveMen, SyzygyPathFindsTheFilesAndTheirValuesHoldOnePlyDeep) {
   EngineProcess engine;
-  engine.send("setoption name SyzygyPath value " + folder.string() + "\nisready\n");
-  const Lines lines = engine.read_until("readyok");
-  ASSERT_EQ(lines.size(), 2u);
+  engine.send("setoption name SyzygyPath value " + folder->path.string() + "\nisready\n");
   // The 35 materials the engine carries, and the two files of the folder.
-  EXPECT_EQ(lines[0], "info string Found 36 WDL and 36 DTZ tablebase files.");
+  EXPECT_EQ(engine.read_until("readyok"), (Lines{"info string Found 36 WDL and 36 DTZ tablebase files.", "readyok"}));
 
   auto thread = thread_at(START_FEN);
   std::mt19937_64 random(17);
-  const SweepResult r = sweep_signature(*thread, NAME, 400, random);
-  EXPECT_EQ(r.positions, 800);
-  EXPECT_EQ(r.faults, 0);
-  for (const std::string& f : r.first_faults) ADD_FAILURE() << f;
+  expect_no_faults(sweep_signature(*thread, NAME, 400, random), NAME);
   const ProbeComparison c = compare_probes(*thread, NAME, 2000, false, random);
   EXPECT_GT(c.exact, 0);
-  EXPECT_EQ(c.faults, 0);
-  for (const std::string& f : c.first_faults) ADD_FAILURE() << f;
+  expect_no_faults(c, NAME);
 }
 
 TEST_F(GeneratedFiveMen, FiftyMoveRuleSpoilsSomeWinsAndSavesSomeLosses) {
   const TableResult& t = generated_table(NAME);
-  // Every stored position by value and side to move, and a reservoir of each value.
+  // Every stored position by value, and a reservoir of each value but the draw.
   constexpr size_t KEPT = 150;
-  std::array<std::array<int64_t, 2>, 5> count{};
+  std::array<int64_t, 5> count{};
   std::array<std::vector<uint64_t>, 5> sample;
-  std::array<int64_t, 5> seen{};
   std::mt19937_64 random(23);
   for (uint64_t idx = 0; idx < t.layout.size; ++idx) {
-    const uint16_t s = t.state[idx];
-    if (s == STATE_INVALID) continue;
-    const int v = state_wdl(s) + 2;
-    ++count[v][idx >= t.layout.per_side];
+    if (t.state[idx] == STATE_INVALID) continue;
+    const int v = state_wdl(t.state[idx]) + 2;
+    const int64_t n = ++count[v];
     if (v == 2) continue;
-    std::vector<uint64_t>& kept = sample[v];
-    const int64_t n = ++seen[v];
-    if (kept.size() < KEPT)
-      kept.push_back(idx);
+    if (sample[v].size() < KEPT)
+      sample[v].push_back(idx);
     else if (uint64_t(random() % uint64_t(n)) < KEPT)
-      kept[random() % KEPT] = idx;
+      sample[v][random() % KEPT] = idx;
   }
   const char* names[5] = {"lost", "lost, saved by the rule", "drawn", "won, spoilt by the rule", "won"};
-  for (int v = 0; v < 5; ++v)
-    std::printf("%s %-24s White to move %11lld, Black to move %11lld\n", NAME, names[v], (long long)count[v][0],
-                (long long)count[v][1]);
-  ASSERT_GT(count[3][0] + count[3][1], 0) << "no cursed win";
-  ASSERT_GT(count[1][0] + count[1][1], 0) << "no blessed loss";
+  for (int v = 0; v < 5; ++v) std::printf("%s %-24s %11lld\n", NAME, names[v], (long long)count[v]);
+  ASSERT_GT(count[3], 0) << "no cursed win";
+  ASSERT_GT(count[1], 0) << "no blessed loss";
 
   auto thread = thread_at(START_FEN);
   for (int v : {0, 1, 3, 4}) {
     const int wdl = v - 2;
     int faults = 0;
     for (uint64_t idx : sample[v]) {
-      const uint16_t s = t.state[idx];
-      const int plies = std::abs(generated_value(s).dtz);
       std::string fault = entry_probe_fault(*thread, t, idx, false);
       if (fault.empty()) fault = one_ply_fault(*thread);
-      int success;
-      const int dtz = probe_dtz(*thread, success);
       // A win or loss the rule decides lies within 100 plies of its zeroing move, one it
-      // spoils or saves beyond them, in the generator and in the files alike.
-      if (fault.empty() && ((std::abs(wdl) == 2) != (plies <= 100) || (std::abs(wdl) == 2) != (std::abs(dtz) <= 100)))
-        fault = "distance " + std::to_string(plies) + " solved, " + std::to_string(dtz) + " read";
-      if (!fault.empty() && ++faults <= 5) ADD_FAILURE() << names[v] << ": " << fen_of_entry(t.layout, idx) << ": " << fault;
+      // spoils or saves beyond them; one_ply_fault holds the files' distances to the same.
+      const int plies = std::abs(generated_value(t.state[idx]).dtz);
+      if (fault.empty() && (std::abs(wdl) == 2) != (plies <= 100))
+        fault = "solved in " + std::to_string(plies) + " plies";
+      if (!fault.empty() && ++faults <= 5)
+        ADD_FAILURE() << names[v] << ": " << fen_of_entry(t.layout, idx) << ": " << fault;
     }
     EXPECT_EQ(faults, 0) << names[v];
   }
@@ -155,7 +139,7 @@ TEST_F(GeneratedFiveMen, EnginesConvertAWinWithinTheFiftyMoveRule) {
   const KnownPosition& won = KNOWN[std::size(KNOWN) - 1];  // the win with no move to spare
   // Default options: the root filter on, the fifty-move rule scored.
   const TableGame game =
-      play_table_game(TESMAR_BINARY, "setoption name SyzygyPath value " + folder.string() + "\n", won.fen, 400);
+      play_table_game(TESMAR_BINARY, "setoption name SyzygyPath value " + folder->path.string() + "\n", won.fen, 400);
   std::printf("%s: %d plies, the first capture or pawn move at ply %d\n  %s\n", won.fen, game.plies,
               game.first_zeroing_ply, game.moves.c_str());
   // The knight falls while the count allows, into a KBBvK still lost for the knight's

@@ -4,9 +4,7 @@
 // deep with the rules of chess. Long: run with ctest -L long.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdio>
-#include <thread>
 
 #include "helpers/board_fixtures.h"
 #include "tablebase/helpers/generated_tables.h"
@@ -15,34 +13,20 @@
 
 namespace {
 
-class OurTablesFull : public testing::TestWithParam<std::string> {
- protected:
-  void SetUp() override {
-    if (!shared_tables_embedded()) GTEST_SKIP() << "data/syzygy held no tables at configure time";
-    reset_tables();
-  }
-};
+class OurTablesFull : public EmbeddedTablesTest, public testing::WithParamInterface<std::string> {};
 
 TEST_P(OurTablesFull, EveryPositionGivesTheGeneratorsValues) {
   auto thread = thread_at(START_FEN);
   std::mt19937_64 unused;
   const ProbeComparison c = compare_probes(*thread, GetParam(), 0, true, unused);
-  EXPECT_GT(c.positions, 0);
-  EXPECT_EQ(c.faults, 0);
-  for (const std::string& f : c.first_faults) ADD_FAILURE() << f;
+  expect_no_faults(c, GetParam());
   std::printf("%s: %lld positions, %lld distances exact\n", GetParam().c_str(), (long long)c.positions,
               (long long)c.exact);
 }
 
 TEST_P(OurTablesFull, EveryPositionAgreesWithItsMoves) {
-  const SweepResult r = sweep_signature_cached(GetParam(), int(std::max(1u, std::thread::hardware_concurrency())));
-  EXPECT_GT(r.positions, 0);
-  EXPECT_EQ(r.faults, 0);
-  for (const std::string& f : r.first_faults) ADD_FAILURE() << f;
+  expect_no_faults(sweep_signature_cached(GetParam()), GetParam());
 }
-
-// Pawns on both sides: every position of KPvKP against its colours exchanged.
-TEST(RetrogradeFull, PawnsOfBothSidesExchangeColours) { EXPECT_EQ(colour_exchange_fault("KPvKP", 1), ""); }
 
 INSTANTIATE_TEST_SUITE_P(Signatures, OurTablesFull, testing::ValuesIn(embedded_signatures()),
                          [](const testing::TestParamInfo<std::string>& info) { return info.param; });
