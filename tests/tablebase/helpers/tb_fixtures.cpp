@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <optional>
 #include <utility>
 
 #include "board/make_move.h"
@@ -77,11 +78,13 @@ namespace {
 int sign(int x) { return (x > 0) - (x < 0); }
 
 // probe_wdl and probe_dtz of the men; {9, 9} when a probe fails.
-std::pair<int, int> probes_of(ThreadData& thread, const std::vector<Man>& men, bool black_to_move) {
+// Both probes of the position, or nothing where either failed.
+std::optional<std::pair<int, int>> probes_of(ThreadData& thread, const std::vector<Man>& men, bool black_to_move) {
   set_position(thread, fen_of_men(men, black_to_move).c_str(), nullptr);
   int s1, s2;
   const int wdl = probe_wdl(thread, s1), dtz = probe_dtz(thread, s2);
-  return s1 && s2 ? std::pair{wdl, dtz} : std::pair{9, 9};
+  if (!s1 || !s2) return std::nullopt;
+  return std::pair{wdl, dtz};
 }
 }  // namespace
 
@@ -164,9 +167,8 @@ SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sam
   std::vector<Man> men = men_of_signature(name);
   auto check = [&](bool black_to_move) {
     ++result.positions;
-    const std::pair<int, int> probes = probes_of(thread, men, black_to_move);
-    std::string what =
-        probes.first == 9 ? "a probe failed" : one_ply_fault(thread, probes.first, probes.second, probe_child);
+    const auto probes = probes_of(thread, men, black_to_move);
+    std::string what = !probes ? "a probe failed" : one_ply_fault(thread, probes->first, probes->second, probe_child);
     // The tables fold positions by colour and by file (pawnless ones by rank and diagonal
     // too), so every folding must read the same.
     std::vector<Man> exchanged = men, turned = men;
