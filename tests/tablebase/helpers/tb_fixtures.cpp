@@ -77,7 +77,6 @@ bool legal_placement(const std::vector<Man>& men, bool black_to_move) {
 namespace {
 int sign(int x) { return (x > 0) - (x < 0); }
 
-// probe_wdl and probe_dtz of the men; {9, 9} when a probe fails.
 // Both probes of the position, or nothing where either failed.
 std::optional<std::pair<int, int>> probes_of(ThreadData& thread, const std::vector<Man>& men, bool black_to_move) {
   set_position(thread, fen_of_men(men, black_to_move).c_str(), nullptr);
