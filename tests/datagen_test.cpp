@@ -29,6 +29,7 @@
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "helpers/board_fixtures.h"
+#include "helpers/datagen_runs.h"
 #include "helpers/scratch_files.h"
 #include "search/score.h"
 
@@ -218,139 +219,6 @@ TEST(GameBoard, RulesEndGames) {
     start_board(game, m.fen);
     EXPECT_EQ(insufficient_material(board_position(game)), m.dead) << m.fen;
     EXPECT_EQ(game_end_by_rule(game) == GameEnd::MATERIAL, m.dead) << m.fen;
-  }
-}
-
-// One run of the tool: its exit status, what it printed on stderr, the records of its file.
-struct DatagenRun {
-  int status = -1;
-  std::string messages;
-  std::vector<TrainingRecord> records;
-  bool header_ok = false;
-  size_t file_bytes = 0;
-};
-
-DatagenRun run_datagen(const std::string& arguments, const std::string& out) {
-  DatagenRun run;
-  const std::string errors = out + ".stderr";
-  const std::string command = std::string(TESMAR_TOOLS_DIR "/datagen ") + arguments + " --out " + out + " 2>" + errors;
-  const int status = std::system(command.c_str());
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::ifstream messages(errors);
-  run.messages.assign(std::istreambuf_iterator<char>(messages), std::istreambuf_iterator<char>());
-  std::remove(errors.c_str());
-  if (std::FILE* file = std::fopen(out.c_str(), "rb")) {
-    run.header_ok = read_training_header(file, out.c_str());
-    for (TrainingRecord r; std::fread(&r, sizeof r, 1, file) == 1;) run.records.push_back(r);
-    run.file_bytes = size_t(std::ftell(file));
-    std::fclose(file);
-  }
-  return run;
-}
-
-// The games of a run as its journal lists them, each with its records from the file, keyed by
-// stream and game number; `last` is the key of the journal's last game, the one a target cuts.
-struct JournalGames {
-  std::map<std::pair<int, int>, std::vector<TrainingRecord>> games;
-  std::pair<int, int> last{-1, -1};
-  size_t positions = 0;
-  bool in_order = true;  // each stream's games numbered 0, 1, 2, ... with none twice
-};
-
-JournalGames journal_games(const DatagenRun& run, const std::string& out, uint64_t seed) {
-  JournalGames result;
-  std::istringstream lines(file_text(out + ".journal"));
-  std::map<int, int> next;
-  for (std::string line; std::getline(lines, line);) {
-    unsigned long long s;
-    int stream, game, result_word;
-    long long positions, end;
-    if (std::sscanf(line.c_str(), "game %llu %d %d %lld %d %lld", &s, &stream, &game, &positions, &result_word, &end) != 6)
-      continue;
-    if (s != seed) continue;
-    result.in_order = result.in_order && game == next[stream]++;
-    if (end > (long long)run.records.size()) {
-      result.in_order = false;
-      break;
-    }
-    result.games[{stream, game}].assign(run.records.begin() + (end - positions), run.records.begin() + end);
-    result.last = {stream, game};
-    result.positions += size_t(positions);
-  }
-  return result;
-}
-
-struct SignalledRun {
-  int status = -1;  // wait status
-  bool ended_by_itself = false;
-  std::string messages;
-};
-
-// Starts datagen in a process group of its own and, once its journal lists `games` games
-// more than it did, sends `signal` to the whole group (as Ctrl-C at a terminal does) or to
-// datagen alone.
-SignalledRun run_and_signal(const std::string& arguments, const std::string& out, int games, int signal,
-                            bool whole_group) {
-  SignalledRun run;
-  const auto listed = [&out] {
-    const std::string journal = file_text(out + ".journal");
-    int count = 0;
-    for (size_t at = 0; (at = journal.find("\ngame ", at)) != std::string::npos; ++at) ++count;
-    return count;
-  };
-  const int target = listed() + games;
-  const std::string errors = out + ".stderr";
-  const pid_t pid = fork();
-  if (pid == 0) {
-    setsid();
-    const std::string command = std::string(TESMAR_TOOLS_DIR "/datagen ") + arguments + " --out " + out + " 2>" + errors;
-    execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), static_cast<char*>(nullptr));
-    _exit(127);
-  }
-  if (pid <= 0) return run;
-  for (int wait = 0; wait < 3000 && !run.ended_by_itself; ++wait) {
-    if (listed() >= target) break;
-    run.ended_by_itself = waitpid(pid, &run.status, WNOHANG) == pid;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  if (!run.ended_by_itself) {
-    kill(whole_group ? -pid : pid, signal);
-    waitpid(pid, &run.status, 0);
-  }
-  run.messages = file_text(errors);
-  std::remove(errors.c_str());
-  return run;
-}
-
-void append_bytes(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::app) << bytes;
-}
-
-// What every record of a run must satisfy; the results of one game alternate with the side.
-void check_records(const DatagenRun& run, size_t expected, int first_ply) {
-  ASSERT_EQ(run.status, 0) << run.messages;
-  ASSERT_TRUE(run.header_ok);
-  ASSERT_EQ(run.records.size(), expected);
-  EXPECT_EQ(run.file_bytes, TRAINING_HEADER_BYTES + 32 * expected);
-  EXPECT_NE(run.messages.find("done: " + std::to_string(expected) + "/" + std::to_string(expected)), std::string::npos)
-      << run.messages;
-  for (size_t i = 0; i < run.records.size(); ++i) {
-    const TrainingRecord& r = run.records[i];
-    Position pos;
-    unpack_record(r, pos);
-    ASSERT_EQ(popcount(pos.bb[KING] & pos.bb[OWN]), 1) << i;
-    ASSERT_EQ(popcount(pos.bb[KING] & ~pos.bb[OWN]), 1) << i;
-    ASSERT_EQ(pos.bb[PAWN] & (RANK_1 | RANK_8), 0u) << i;
-    ASSERT_EQ(checkers(pos), 0u) << i;
-    ASSERT_TRUE(r.result >= -1 && r.result <= 1) << i;
-    ASSERT_LT(std::abs(r.score), SCORE_DECIDED) << i;
-    ASSERT_GE(r.ply, first_ply) << i;
-    // Records of one game follow each other with rising plies; no game starts later than
-    // the last kept ply of another.
-    if (i > 0 && r.ply > run.records[i - 1].ply) {
-      const int same_side = (r.ply - run.records[i - 1].ply) % 2 == 0 ? 1 : -1;
-      ASSERT_EQ(r.result, run.records[i - 1].result * same_side) << i;
-    }
   }
 }
 

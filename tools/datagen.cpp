@@ -1,7 +1,7 @@
 // Training data for the network, written as one file of 32-byte records:
 //   datagen bootstrap --out FILE --positions N [--threads T] [--openings EPD] [--seed S]
 //   datagen selfplay  --out FILE --positions N [--nodes K] [--threads T] [--openings EPD]
-//                     [--random-plies R] [--chess960-share F] [--seed S]
+//                     [--random-plies R] [--chess960-share F] [--seed S] [--corpus GAMES.tgc]
 //   datagen merge OUT IN [IN...]
 //   datagen info FILE [FILE...]
 // bootstrap labels weighted-random games with a small hand-written teacher; selfplay
@@ -89,15 +89,18 @@ int main(int argc, char** argv) {
   else
     std::fprintf(stderr, "%zu openings from %s\n", openings.size(), options.openings.c_str());
   const RunPlan plan{options.out, options.seed, options.positions, options.threads,
-                     run_settings(options, openings.size())};
+                     run_settings(options, openings.size()), options.corpus};
   if (selfplay) {
     const SelfplaySettings settings{options.nodes, options.random_plies, options.chess960_share};
-    return run_workers(plan, prepare_engine, [&openings, settings](GameBoard& game, SplitMixRng& rng,
-                                                                   std::vector<TrainingRecord>& records) {
-      return play_selfplay_game(game, openings, settings, rng, records);
-    });
+    return run_workers(plan, prepare_engine,
+                       [&openings, settings](GameBoard& game, SplitMixRng& rng, std::vector<TrainingRecord>& records,
+                                             CorpusGame& played) {
+                         return play_selfplay_game(game, openings, settings, rng, records, played);
+                       });
   }
-  return run_workers(plan, [] {}, [&openings](GameBoard& game, SplitMixRng& rng, std::vector<TrainingRecord>& records) {
-    return play_bootstrap_game(game, openings, rng, records);
-  });
+  // Bootstrap games are the teacher's, not the engine's: they stay out of the corpus.
+  return run_workers(plan, [] {},
+                     [&openings](GameBoard& game, SplitMixRng& rng, std::vector<TrainingRecord>& records, CorpusGame&) {
+                       return play_bootstrap_game(game, openings, rng, records);
+                     });
 }

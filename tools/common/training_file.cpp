@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 namespace {
 
@@ -20,6 +21,41 @@ bool read_at(int fd, void* data, size_t bytes, int64_t offset) {
   return true;
 }
 
+// Decodes a corpus file into file.decoded; false with a message.
+bool open_corpus_file(TrainingFile& file, const CorpusFilter& filter) {
+  std::string bytes, error;
+  GameBoard board;
+  file.corpus = true;
+  if (!read_whole_file(file.path, bytes, error) ||
+      !read_corpus(bytes, board, [&](const CorpusGame& game) { game_records(game, board, filter, file.decoded); },
+                   file.corpus_info, error)) {
+    std::fprintf(stderr, "%s: %s\n", file.path.c_str(), error.c_str());
+    return false;
+  }
+  file.records = int64_t(file.decoded.size());
+  file.tail_bytes = file.corpus_info.file_bytes - file.corpus_info.readable_bytes;
+  return true;
+}
+
+// The paths with every folder replaced by the corpus files in it, in name order.
+std::vector<std::string> expand_folders(const std::vector<std::string>& paths) {
+  std::vector<std::string> out;
+  for (const std::string& path : paths) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(path, error)) {
+      out.push_back(path);
+      continue;
+    }
+    std::vector<std::string> inside;
+    for (const auto& entry : std::filesystem::directory_iterator(path, error))
+      if (entry.is_regular_file() && is_corpus_path(entry.path().string())) inside.push_back(entry.path().string());
+    std::sort(inside.begin(), inside.end());
+    if (inside.empty()) std::fprintf(stderr, "%s: no game corpus files (%s) in this folder\n", path.c_str(), CORPUS_EXTENSION);
+    out.insert(out.end(), inside.begin(), inside.end());
+  }
+  return out;
+}
+
 }  // namespace
 
 TrainingFiles::~TrainingFiles() {
@@ -27,10 +63,17 @@ TrainingFiles::~TrainingFiles() {
     if (file.fd >= 0) close(file.fd);
 }
 
-bool open_training_files(const std::vector<std::string>& paths, TrainingFiles& files) {
-  for (const std::string& path : paths) {
+bool open_training_files(const std::vector<std::string>& paths, TrainingFiles& files, const CorpusFilter& filter) {
+  for (const std::string& path : expand_folders(paths)) {
     TrainingFile file;
     file.path = path;
+    if (is_corpus_path(path)) {
+      if (!open_corpus_file(file, filter)) return false;
+      files.first.push_back(files.total);
+      files.total += file.records;
+      files.files.push_back(std::move(file));
+      continue;
+    }
     file.fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file.fd < 0) {
       std::perror(path.c_str());
@@ -63,7 +106,9 @@ bool read_training_records(const TrainingFiles& files, int64_t begin, int64_t co
     const TrainingFile& file = files.files[f];
     const int64_t local = begin - files.first[f];
     const int64_t take = std::min(count, file.records - local);
-    if (take > 0 && !read_at(file.fd, out, size_t(take) * sizeof(TrainingRecord), record_offset(local))) {
+    if (file.corpus)
+      std::copy_n(file.decoded.begin() + local, take, out);
+    else if (take > 0 && !read_at(file.fd, out, size_t(take) * sizeof(TrainingRecord), record_offset(local))) {
       std::fprintf(stderr, "%s: read error\n", file.path.c_str());
       return false;
     }

@@ -65,6 +65,8 @@ bool parse_datagen_options(int argc, char** argv, DatagenOptions& options, std::
     } else if (selfplay && name == "--random-plies") {
       ok = read_integer(value, 0, 200, number);
       options.random_plies = int(number);
+    } else if (selfplay && name == "--corpus") {
+      options.corpus = value;
     } else if (selfplay && name == "--chess960-share") {
       ok = read_fraction(value, options.chess960_share);
     } else {

@@ -9,6 +9,7 @@ struct DatagenOptions {
   DatagenMode mode = DatagenMode::BOOTSTRAP;
   std::string out;
   std::string openings;  // EPD file; empty: the start position
+  std::string corpus;    // self-play: game corpus file that every game also goes to
   int64_t positions = 0;
   int64_t nodes = 5000;  // self-play: nodes per move
   int threads = 0;  // 0: every core the process may run on
@@ -21,7 +22,7 @@ struct DatagenOptions {
 constexpr const char* DATAGEN_USAGE =
     "usage: datagen bootstrap --out FILE --positions N [--threads T] [--openings EPD] [--seed S]\n"
     "       datagen selfplay  --out FILE --positions N [--nodes K] [--threads T] [--openings EPD]\n"
-    "                         [--random-plies R] [--chess960-share F] [--seed S]\n"
+    "                         [--random-plies R] [--chess960-share F] [--seed S] [--corpus GAMES.tgc]\n"
     "       datagen merge OUT IN [IN...]\n"
     "       datagen info FILE [FILE...]\n"
     "A run goes on where FILE stopped: N positions of seed S in all, kept in FILE.journal.\n";

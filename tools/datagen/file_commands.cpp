@@ -8,9 +8,11 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "board/board_tables.h"
 #include "datagen/run_journal.h"
 #include "common/record_features.h"
 #include "common/training_file.h"
@@ -27,6 +29,28 @@ uint64_t position_hash(const TrainingRecord& r) {
   h = (h ^ (h >> 29) ^ words[1]) * 0xBF58476D1CE4E5B9ull;
   h = (h ^ (h >> 31) ^ words[2]) * 0x94D049BB133111EBull;
   return (h ^ (h >> 32)) ^ r.rights;
+}
+
+// Games per seed of a corpus file, with the results from White's view.
+void print_corpus_seeds(const std::string& path) {
+  std::string bytes, error;
+  if (!read_whole_file(path, bytes, error) || !is_corpus_header(bytes.data(), bytes.size())) return;
+  struct Seed {
+    int64_t games = 0, white_wins = 0, draws = 0, black_wins = 0;
+  };
+  std::map<uint64_t, Seed> seeds;
+  GameBoard board;
+  CorpusFileInfo info;
+  read_corpus(bytes, board, [&](const CorpusGame& game) {
+    Seed& seed = seeds[game.seed];
+    ++seed.games;
+    ++(game.result > 0 ? seed.white_wins : game.result < 0 ? seed.black_wins : seed.draws);
+  }, info, error);
+  for (const auto& [seed, s] : seeds) {
+    const double share = 100.0 / double(s.games);
+    std::printf("  seed %llu: %lld games, White won %.1f%%, drawn %.1f%%, Black won %.1f%%\n", (unsigned long long)seed,
+                (long long)s.games, double(s.white_wins) * share, double(s.draws) * share, double(s.black_wins) * share);
+  }
 }
 
 void print_file(const TrainingFiles& files, size_t index) {
@@ -55,8 +79,19 @@ void print_file(const TrainingFiles& files, size_t index) {
   std::sort(hashes.begin(), hashes.end());
   const int64_t distinct = int64_t(std::unique(hashes.begin(), hashes.end()) - hashes.begin());
   const double valid = double(file.records - invalid), share = valid > 0 ? 100.0 / valid : 0.0;
-  std::printf("%s: %lld records", file.path.c_str(), (long long)file.records);
-  if (file.tail_bytes) std::printf(" and %lld bytes of a record cut short", (long long)file.tail_bytes);
+  if (file.corpus) {
+    const CorpusFileInfo& c = file.corpus_info;
+    std::printf("%s: game corpus, %lld games, %lld plies, %lld bytes (%.2f per ply, %.2f per training position)\n",
+                file.path.c_str(), (long long)c.games, (long long)c.plies, (long long)c.file_bytes,
+                c.plies ? double(c.readable_bytes) / double(c.plies) : 0.0,
+                file.records ? double(c.readable_bytes) / double(file.records) : 0.0);
+    if (file.tail_bytes)
+      std::printf("  %lld bytes after the last whole game (a game cut short or damaged) left out\n",
+                  (long long)file.tail_bytes);
+  }
+  std::printf("%s: %lld %s", file.path.c_str(), (long long)file.records,
+              file.corpus ? "training positions" : "records");
+  if (file.tail_bytes && !file.corpus) std::printf(" and %lld bytes of a record cut short", (long long)file.tail_bytes);
   if (invalid) std::printf(", %lld that are not positions of a game", (long long)invalid);
   std::printf("\n  distinct positions %lld (%.1f%%), Chess960 %.1f%%, mean ply %.1f, mean |score| %.1f\n",
               (long long)distinct, double(distinct) * share, double(chess960) * share, valid > 0 ? ply_sum / valid : 0.0,
@@ -64,6 +99,10 @@ void print_file(const TrainingFiles& files, size_t index) {
   std::printf("  results for the side to move: won %.1f%%, drawn %.1f%%, lost %.1f%%\n", double(wins) * share,
               double(draws) * share, double(losses) * share);
 
+  if (file.corpus) {
+    print_corpus_seeds(file.path);
+    return;
+  }
   std::ifstream in(file.path + ".journal", std::ios::binary);
   if (!in) return;
   const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -89,9 +128,46 @@ void print_file(const TrainingFiles& files, size_t index) {
   }
 }
 
+// Joins the whole games of corpus files into a new one: also the way to take a snapshot of a
+// corpus that a run is still writing.
+int merge_corpus(const std::string& out, const std::vector<std::string>& inputs) {
+  std::string merged = corpus_header(), bytes, error;
+  for (const std::string& in : inputs) {
+    if (!read_whole_file(in, bytes, error) || !is_corpus_header(bytes.data(), bytes.size())) {
+      std::fprintf(stderr, "datagen: %s\n", error.empty() ? (in + " is not a game corpus file").c_str() : error.c_str());
+      return 1;
+    }
+    size_t at = CORPUS_HEADER_BYTES, games = 0;
+    uint64_t seed, number;
+    uint32_t stream;
+    for (size_t n; (n = corpus_game_id(bytes.data(), bytes.size(), at, seed, stream, number)) > 0; at += n) ++games;
+    merged.append(bytes, CORPUS_HEADER_BYTES, at - CORPUS_HEADER_BYTES);
+    std::printf("%s: %zu games", in.c_str(), games);
+    if (at < bytes.size()) std::printf(" (%zu bytes after the last whole game left out)", bytes.size() - at);
+    std::printf("\n");
+  }
+  if (int64_t(merged.size()) > CORPUS_FILE_LIMIT) {
+    std::fprintf(stderr, "datagen: %s would hold %zu bytes, over the %lld MB of a corpus file\n", out.c_str(),
+                 merged.size(), (long long)(CORPUS_FILE_LIMIT >> 20));
+    return 1;
+  }
+  const std::string temporary = out + ".tmp";
+  std::FILE* file = std::fopen(temporary.c_str(), "wb");
+  bool ok = file && std::fwrite(merged.data(), 1, merged.size(), file) == merged.size();
+  ok = file && std::fclose(file) == 0 && ok;
+  if (!ok || std::rename(temporary.c_str(), out.c_str()) != 0) {
+    std::fprintf(stderr, "datagen: failed to write %s\n", out.c_str());
+    std::remove(temporary.c_str());
+    return 1;
+  }
+  std::printf("%s: %zu bytes\n", out.c_str(), merged.size());
+  return 0;
+}
+
 }  // namespace
 
 int merge_command(int argc, char** argv) {
+  init_board_tables();
   if (argc < 2) {
     std::fprintf(stderr, "usage: datagen merge OUT IN [IN...]\n");
     return 2;
@@ -101,6 +177,7 @@ int merge_command(int argc, char** argv) {
     std::fprintf(stderr, "datagen: %s exists; merge writes a new file\n", out.c_str());
     return 1;
   }
+  if (is_corpus_path(out)) return merge_corpus(out, std::vector<std::string>(argv + 1, argv + argc));
   TrainingFiles files;
   if (!open_training_files(std::vector<std::string>(argv + 1, argv + argc), files)) return 1;
   const std::string temporary = out + ".tmp";
@@ -132,6 +209,7 @@ int merge_command(int argc, char** argv) {
 }
 
 int info_command(int argc, char** argv) {
+  init_board_tables();
   if (argc < 1) {
     std::fprintf(stderr, "usage: datagen info FILE [FILE...]\n");
     return 2;

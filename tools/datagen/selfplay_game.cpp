@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "board/fen_write.h"
 #include "common/chess960_start.h"
 #include "datagen/engine_search.h"
 #include "datagen/game_records.h"
@@ -21,7 +22,7 @@ constexpr int DRAW_FIRST_PLY = 80;
 }  // namespace
 
 int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings, const SelfplaySettings& settings,
-                       SplitMixRng& rng, std::vector<TrainingRecord>& records) {
+                       SplitMixRng& rng, std::vector<TrainingRecord>& records, CorpusGame& played) {
   records.clear();
   const bool chess960 = rng.uniform() < settings.chess960_share;
   const std::string fen = chess960 ? chess960_start_fen(rng.below(960)) : pick_opening(openings, rng);
@@ -33,6 +34,13 @@ int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings
     random_plies = 0;
   }
   clear_engine();
+  char start_fen[FEN_BUFFER_SIZE];
+  position_to_fen(board_position(game), start_fen, chess960);
+  played.chess960 = chess960;
+  played.start_fen = start_fen;
+  played.start_ply = game.ply;
+  played.moves.clear();
+  played.scores.clear();
   // The game's plies count from the opening line, the random ones included.
   const int first_ply = game.ply - random_plies;
   int resign_run = 0;  // plies in a row that both searches gave to White (positive) or Black (negative)
@@ -42,9 +50,10 @@ int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings
     if (game_over(game, game.ply - first_ply, PLY_CAP, result)) break;
     const Position& pos = board_position(game);
     const EngineAnswer answer = engine_search(game, settings.nodes);
-    // Captures and promotions are left out: their score belongs to the exchange, not to the
-    // position, and the network is only asked about quiet positions.
-    if (!in_check(pos) && !(answer.move & MOVE_TACTICAL) && std::abs(answer.score) < SCORE_DECIDED)
+    // The corpus keeps the move of a game ended by adjudication too: its position's score is a label.
+    played.moves.push_back(answer.move);
+    played.scores.push_back(int16_t(std::clamp(answer.score, int32_t(INT16_MIN), int32_t(INT16_MAX))));
+    if (is_training_position(pos, answer.move, answer.score))
       keep_position(records, pos, answer.score, game.ply, chess960);
     resign_run = decisive_run_after(resign_run, answer.score * white_sign(pos), RESIGN_SCORE);
     if (std::abs(resign_run) >= RESIGN_PLIES) {
@@ -55,6 +64,7 @@ int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings
     if (game.ply - first_ply >= DRAW_FIRST_PLY && quiet_run >= DRAW_PLIES) break;
     play_board_move(game, answer.move);
   }
+  played.result = result;
   settle_results(records, result);
   return result;
 }

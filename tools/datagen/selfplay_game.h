@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "common/game_board.h"
+#include "common/game_corpus.h"
 #include "common/split_mix_rng.h"
 #include "common/training_record.h"
 
@@ -15,6 +16,7 @@ struct SelfplaySettings {
 };
 
 // Plays one game from a randomised opening; records becomes the positions it keeps,
-// labelled by the search's scores, results settled. Returns the result from White's view.
+// labelled by the search's scores, results settled, and played the whole game from the end of
+// its random plies, every move with its score, for the corpus. Returns the result from White's view.
 int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings, const SelfplaySettings& settings,
-                       SplitMixRng& rng, std::vector<TrainingRecord>& records);
+                       SplitMixRng& rng, std::vector<TrainingRecord>& records, CorpusGame& played);

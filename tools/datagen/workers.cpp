@@ -18,6 +18,7 @@
 #include <cstring>
 #include <thread>
 
+#include "datagen/corpus_out.h"
 #include "datagen/run_journal.h"
 #include "common/training_file.h"
 
@@ -66,7 +67,9 @@ bool stopped_by_hand(int status) {
 struct GameMessage {
   int64_t game;
   int32_t result;
-  uint32_t count;
+  uint32_t count;         // training records that follow
+  uint32_t corpus_bytes;  // then the game framed for the corpus
+  uint32_t unused;
 };
 
 bool write_all(int fd, const void* data, size_t bytes) {
@@ -89,8 +92,9 @@ struct Worker {
 
 // In the child: never returns. keep_fd is its pipe's write end; every other descriptor of the
 // parent's files is closed, so that the lock on the journal ends with the parent.
-[[noreturn]] void run_child(int stream, int64_t first_game, uint64_t seed, int keep_fd, const std::vector<int>& close_fds,
-                            const std::function<void()>& prepare, const PlayGame& play) {
+[[noreturn]] void run_child(int stream, int64_t first_game, uint64_t seed, bool to_corpus, int keep_fd,
+                            const std::vector<int>& close_fds, const std::function<void()>& prepare,
+                            const PlayGame& play) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   for (int fd : close_fds) close(fd);
   // think prints info and bestmove lines that nobody reads.
@@ -98,12 +102,20 @@ struct Worker {
   prepare();
   GameBoard game;
   std::vector<TrainingRecord> records;
+  CorpusGame played;
   for (int64_t g = first_game;; ++g) {
     SplitMixRng rng = game_rng(seed, stream, g);
-    const int result = play(game, rng, records);
-    const GameMessage message{g, result, uint32_t(records.size())};
+    played.moves.clear();
+    const int result = play(game, rng, records, played);
+    std::string framed;
+    if (to_corpus && !played.moves.empty()) {
+      played.seed = seed, played.stream = uint32_t(stream), played.number = uint64_t(g);
+      framed = encode_game(played, game);
+    }
+    const GameMessage message{g, result, uint32_t(records.size()), uint32_t(framed.size()), 0};
     if (!write_all(keep_fd, &message, sizeof message) ||
-        !write_all(keep_fd, records.data(), records.size() * sizeof(TrainingRecord)))
+        !write_all(keep_fd, records.data(), records.size() * sizeof(TrainingRecord)) ||
+        !write_all(keep_fd, framed.data(), framed.size()))
       _exit(1);
   }
 }
@@ -218,6 +230,12 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
          progress.settings + "\nthis run has:\n  " + plan.settings + "\nrun it with those settings or another seed");
     return 1;
   }
+  CorpusOut corpus;
+  std::string error;
+  if (!plan.corpus.empty() && !open_corpus_out(plan.corpus, files.state, corpus, error)) {
+    fail(error);
+    return 1;
+  }
   int64_t have = progress.positions, records = files.state.records;
   if (have > 0)
     std::fprintf(stderr, "datagen: %s holds %lld positions of seed %llu in %lld games; going on\n", plan.out.c_str(),
@@ -229,6 +247,7 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
 
   std::vector<Worker> workers(size_t(plan.workers));
   std::vector<int> parent_fds{files.data, files.journal};
+  if (corpus.fd >= 0) parent_fds.push_back(corpus.fd);
   std::fflush(nullptr);
   bool failed = false;
   for (int i = 0; i < plan.workers; ++i) {
@@ -244,7 +263,7 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
     if (w.pid == 0) {
       std::vector<int> close_fds = parent_fds;
       close_fds.push_back(ends[0]);
-      run_child(i, first_game, plan.seed, ends[1], close_fds, prepare, play);
+      run_child(i, first_game, plan.seed, corpus.fd >= 0, ends[1], close_fds, prepare, play);
     }
     close(ends[1]);
     w.fd = ends[0];
@@ -292,8 +311,16 @@ int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const
       while (!done && w.pending.size() - used >= sizeof(GameMessage)) {
         GameMessage message;
         std::memcpy(&message, w.pending.data() + used, sizeof message);
-        const size_t bytes = sizeof message + size_t(message.count) * sizeof(TrainingRecord);
+        const size_t record_bytes = size_t(message.count) * sizeof(TrainingRecord);
+        const size_t bytes = sizeof message + record_bytes + message.corpus_bytes;
         if (w.pending.size() - used < bytes) break;
+        // The corpus first: a game that the journal names is always in the corpus too.
+        const char* framed = w.pending.data() + used + sizeof message + record_bytes;
+        if (corpus.fd >= 0 && !append_corpus_game(corpus, framed, message.corpus_bytes, error)) {
+          fail(error);
+          failed = true;
+          break;
+        }
         // The records that the seed still takes: the game that reaches the target is cut.
         const int64_t take = std::min(int64_t(message.count), plan.positions - have);
         const std::string line = game_line(plan.seed, w.stream, message.game, take, message.result, records + take);

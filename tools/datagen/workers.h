@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "common/game_board.h"
+#include "common/game_corpus.h"
 #include "common/split_mix_rng.h"
 #include "common/training_record.h"
 
@@ -19,11 +20,12 @@ struct RunPlan {
   int64_t positions;     // records of this seed that the file holds when the run is done
   int workers;
   std::string settings;  // what the games of the seed are played with, one line of text
+  std::string corpus;    // game corpus file that every game also goes to; empty: none
 };
 
-// Plays one game; records becomes the positions it keeps, results settled. Returns the result
-// from White's view (1, 0, -1).
-using PlayGame = std::function<int(GameBoard&, SplitMixRng&, std::vector<TrainingRecord>&)>;
+// Plays one game; records becomes the positions it keeps, results settled, and played the game
+// for the corpus (no moves: nothing for the corpus). Returns the result from White's view (1, 0, -1).
+using PlayGame = std::function<int(GameBoard&, SplitMixRng&, std::vector<TrainingRecord>&, CorpusGame&)>;
 
 // Runs the plan: each worker first calls prepare, then plays games of its stream with the
 // generator of game_rng. Returns the exit status for main.

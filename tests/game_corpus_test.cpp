@@ -1,0 +1,238 @@
+// The game corpus: games written by self-play decode to the very records the run wrote, every
+// kind of move survives the trip, a file cut short or damaged keeps its whole games, and the
+// trainer reads a folder of corpus files.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "board/movegen.h"
+#include "common/chess960_start.h"
+#include "common/game_corpus.h"
+#include "common/training_file.h"
+#include "helpers/board_fixtures.h"
+#include "helpers/datagen_runs.h"
+#include "helpers/scratch_files.h"
+
+namespace {
+
+uint64_t mix(uint64_t& state) {
+  state += 0x9E3779B97F4A7C15ull;
+  uint64_t z = state;
+  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+  z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+  return z ^ (z >> 31);
+}
+
+// A game of random legal moves from fen, with scores from every corner of the range.
+CorpusGame random_game(const std::string& fen, bool chess960, uint64_t seed, int plies) {
+  CorpusGame game;
+  game.seed = seed, game.stream = uint32_t(seed % 3), game.number = seed * 7;
+  game.chess960 = chess960;
+  game.start_fen = fen;
+  game.start_ply = 9;
+  game.result = int(seed % 3) - 1;
+  GameBoard board;
+  const Chess960Option option(chess960);
+  start_board(board, fen.c_str());
+  for (int ply = 0; ply < plies; ++ply) {
+    ScoredMove list[MAX_MOVES];
+    const int n = int(generate_legal(board_position(board), list) - list);
+    if (n == 0) break;
+    // Prefer the rare kinds of move, so that every game has its share of them.
+    Move chosen = list[mix(seed) % uint64_t(n)].move;
+    for (int i = 0; i < n; ++i)
+      if ((list[i].move & (MOVE_CASTLING | MOVE_PROMOTION | MOVE_EN_PASSANT)) && mix(seed) % 2) chosen = list[i].move;
+    static const int16_t EDGES[] = {INT16_MIN, INT16_MAX, -32766, 32766, 0, 1, -1};
+    const int16_t score = mix(seed) % 4 == 0 ? EDGES[mix(seed) % 7] : int16_t(int(mix(seed) % 4001) - 2000);
+    game.moves.push_back(chosen);
+    game.scores.push_back(score);
+    play_board_move(board, chosen);
+  }
+  return game;
+}
+
+std::string file_of(const std::vector<CorpusGame>& games) {
+  std::string bytes = corpus_header();
+  GameBoard board;
+  for (const CorpusGame& g : games) bytes += encode_game(g, board);
+  return bytes;
+}
+
+std::vector<CorpusGame> games_of(const std::string& bytes, CorpusFileInfo& info) {
+  std::vector<CorpusGame> games;
+  GameBoard board;
+  std::string error;
+  EXPECT_TRUE(read_corpus(bytes, board, [&](const CorpusGame& g) { games.push_back(g); }, info, error)) << error;
+  return games;
+}
+
+void expect_same_game(const CorpusGame& a, const CorpusGame& b) {
+  EXPECT_EQ(a.seed, b.seed);
+  EXPECT_EQ(a.stream, b.stream);
+  EXPECT_EQ(a.number, b.number);
+  EXPECT_EQ(a.chess960, b.chess960);
+  EXPECT_EQ(a.result, b.result);
+  EXPECT_EQ(a.start_ply, b.start_ply);
+  EXPECT_EQ(a.start_fen, b.start_fen);
+  ASSERT_EQ(a.moves.size(), b.moves.size());
+  for (size_t i = 0; i < a.moves.size(); ++i) {
+    ASSERT_TRUE(same_move(a.moves[i], b.moves[i])) << "ply " << i << " of " << a.start_fen;
+    ASSERT_EQ(a.scores[i], b.scores[i]) << "ply " << i;
+  }
+}
+
+void write_file(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+}  // namespace
+
+TEST(GameCorpus, EveryKindOfMoveAndScoreRoundTrips) {
+  // Castling both ways with rights on both sides, promotions with and without a capture, en
+  // passant, and Chess960 starts where castling and a king's step can reach the same square.
+  const struct {
+    std::string fen;
+    bool chess960;
+  } starts[] = {{"r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBP1P/R3K2R w KQkq - 0 1", false},
+                {"r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 3 20", false},
+                {"n1n5/PPPk4/8/8/8/8/4Kppp/5N1N b - - 0 1", false},
+                {"4k3/8/8/2pPp3/8/8/8/4K3 w - e6 0 1", false},
+                {chess960_start_fen(0), true},
+                {chess960_start_fen(518), true},
+                {"1r3kr1/8/8/8/8/8/8/1R3KR1 w GBgb - 0 1", true}};
+  int castlings = 0, promotions = 0, en_passants = 0;
+  std::vector<CorpusGame> games;
+  for (const auto& [fen, chess960] : starts)
+    for (uint64_t seed = 1; seed <= 6; ++seed) {
+      games.push_back(random_game(fen, chess960, seed * 101 + games.size(), 160));
+      for (Move m : games.back().moves) {
+        castlings += (m & MOVE_CASTLING) != 0;
+        promotions += (m & MOVE_PROMOTION) != 0;
+        en_passants += (m & MOVE_EN_PASSANT) != 0;
+      }
+    }
+  EXPECT_GT(castlings, 20);
+  EXPECT_GT(promotions, 20);
+  EXPECT_GT(en_passants, 3);
+
+  // In 1r3kr1/.../1R3KR1 both f1g1 as a king step (when the rook has gone) and castling king side
+  // land on g1; each must come back as itself.
+  const size_t random_games = games.size();
+  {
+    const Chess960Option option(true);
+    GameBoard board;
+    start_board(board, "1r3k2/8/8/8/8/8/8/1R3K1R w Hb - 0 1");
+    ScoredMove list[MAX_MOVES];
+    const int n = int(generate_legal(board_position(board), list) - list);
+    CorpusGame both;
+    both.chess960 = true;
+    both.start_fen = "1r3k2/8/8/8/8/8/8/1R3K1R w Hb - 0 1";
+    for (int i = 0; i < n; ++i)
+      if (move_from(list[i].move) == 5 && move_to(list[i].move) == 6) {
+        CorpusGame one = both;
+        one.moves = {list[i].move};
+        one.scores = {int16_t(i)};
+        games.push_back(one);
+      }
+    ASSERT_EQ(games.size() - random_games, 2u) << "the king's step and castling, both to g1";
+  }
+
+  const std::string bytes = file_of(games);
+  CorpusFileInfo info;
+  const std::vector<CorpusGame> back = games_of(bytes, info);
+  ASSERT_EQ(back.size(), games.size());
+  EXPECT_EQ(info.readable_bytes, int64_t(bytes.size()));
+  for (size_t i = 0; i < games.size(); ++i) expect_same_game(games[i], back[i]);
+  // A move that is not legal where it stands is no game of ours.
+  CorpusGame wrong = games[0];
+  wrong.moves[3] = wrong.moves[2];
+  GameBoard board;
+  EXPECT_TRUE(encode_game(wrong, board).empty());
+}
+
+TEST(GameCorpus, FilesCutShortOrDamagedKeepTheirWholeGames) {
+  std::vector<CorpusGame> games;
+  for (uint64_t seed = 1; seed <= 3; ++seed) games.push_back(random_game(START_FEN, false, seed, 60 + int(seed)));
+  const std::string bytes = file_of(games);
+  std::vector<size_t> ends{CORPUS_HEADER_BYTES};
+  GameBoard board;
+  for (const CorpusGame& g : games) ends.push_back(ends.back() + encode_game(g, board).size());
+  ASSERT_EQ(ends.back(), bytes.size());
+
+  // Every cut keeps exactly the games that end before it.
+  for (size_t cut = CORPUS_HEADER_BYTES; cut <= bytes.size(); ++cut) {
+    CorpusFileInfo info;
+    const size_t whole = games_of(bytes.substr(0, cut), info).size();
+    size_t expected = 0;
+    while (expected + 1 < ends.size() && ends[expected + 1] <= cut) ++expected;
+    ASSERT_EQ(whole, expected) << "cut at " << cut;
+    ASSERT_EQ(size_t(info.readable_bytes), ends[expected]);
+  }
+  // A flipped byte anywhere in the second game, or a garbage tail, ends the file before it.
+  for (size_t at = ends[1]; at < ends[2]; at += 7) {
+    std::string damaged = bytes;
+    damaged[at] = char(damaged[at] ^ 0x20);
+    CorpusFileInfo info;
+    EXPECT_EQ(games_of(damaged, info).size(), 1u) << "byte " << at;
+  }
+  CorpusFileInfo info;
+  EXPECT_EQ(games_of(bytes + std::string(40, '\x5a'), info).size(), 3u);
+  std::string error;
+  EXPECT_FALSE(read_corpus(std::string("TESMARTD") + bytes.substr(8), board, [](const CorpusGame&) {}, info, error));
+}
+
+TEST(GameCorpus, SelfplayGamesDecodeToTheRecordsTheRunWroteAndSurviveAKill) {
+  TempDir dir;
+  const std::string command =
+      "selfplay --positions 1500 --threads 2 --nodes 150 --seed 4 --chess960-share 0.4 --corpus " + dir.file("g.tgc");
+  const std::string out = dir.file("g.bin");
+  ASSERT_FALSE(run_and_signal(command, out, 6, SIGKILL, true).ended_by_itself);
+  const DatagenRun run = run_datagen(command, out);
+  check_records(run, 1500, 8);
+  const JournalGames journal = journal_games(run, out, 4);
+  ASSERT_TRUE(journal.in_order);
+
+  // The corpus holds each game of the journal once, in the order the journal has them, and its
+  // training positions are the records the run wrote for it (the game cut at the target aside).
+  CorpusFileInfo info;
+  const std::vector<CorpusGame> games = games_of(file_text(dir.file("g.tgc")), info);
+  ASSERT_EQ(games.size(), journal.games.size());
+  EXPECT_EQ(info.readable_bytes, info.file_bytes);
+  GameBoard board;
+  int chess960 = 0;
+  std::vector<TrainingRecord> in_order;
+  for (const CorpusGame& game : games) {
+    const auto listed = journal.games.find({int(game.stream), int(game.number)});
+    ASSERT_NE(listed, journal.games.end()) << "stream " << game.stream << " game " << game.number;
+    std::vector<TrainingRecord> records;
+    game_records(game, board, CorpusFilter{}, records);
+    const size_t n = listed->second.size();
+    if (listed->first == journal.last)
+      ASSERT_GE(records.size(), n);
+    else
+      ASSERT_EQ(records.size(), n);
+    EXPECT_EQ(std::memcmp(records.data(), listed->second.data(), n * sizeof(TrainingRecord)), 0)
+        << "stream " << game.stream << " game " << game.number;
+    chess960 += game.chess960;
+    in_order.insert(in_order.end(), records.begin(), records.end());
+  }
+  EXPECT_GT(chess960, 0);
+
+  // The trainer reads the folder; a filter that skips the opening keeps fewer positions.
+  TrainingFiles all, later;
+  ASSERT_TRUE(open_training_files({dir.path.string()}, all));
+  ASSERT_EQ(all.files.size(), 1u);
+  EXPECT_GE(all.total, 1500);
+  ASSERT_TRUE(open_training_files({dir.path.string()}, later, CorpusFilter{40}));
+  EXPECT_LT(later.total, all.total);
+  ASSERT_EQ(all.total, int64_t(in_order.size()));
+  std::vector<TrainingRecord> read(in_order.size());
+  ASSERT_TRUE(read_training_records(all, 0, all.total, read.data()));
+  EXPECT_EQ(std::memcmp(read.data(), in_order.data(), read.size() * sizeof(TrainingRecord)), 0);
+}
