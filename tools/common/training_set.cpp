@@ -14,8 +14,8 @@ bool held_out(uint64_t seed, double share, int64_t index) {
 }
 
 bool open_training_set(const std::vector<std::string>& paths, double validation_share, uint64_t seed,
-                       int64_t chunk_records, TrainingSet& set, int64_t validation_limit) {
-  if (!open_training_files(paths, set.files)) return false;
+                       int64_t chunk_records, TrainingSet& set, int64_t validation_limit, const CorpusFilter& filter) {
+  if (!open_training_files(paths, set.files, filter)) return false;
   set.validation_share = std::clamp(validation_share, 0.0, 1.0);
   set.seed = seed;
   set.chunk_records = std::max<int64_t>(1, std::min(chunk_records, set.files.total));

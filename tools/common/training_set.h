@@ -38,7 +38,8 @@ bool held_out(uint64_t seed, double share, int64_t index);
 // them; -1: all) and the counts. False (with a message) when a file can't be read or isn't a
 // training file.
 bool open_training_set(const std::vector<std::string>& paths, double validation_share, uint64_t seed,
-                       int64_t chunk_records, TrainingSet& set, int64_t validation_limit = -1);
+                       int64_t chunk_records, TrainingSet& set, int64_t validation_limit = -1,
+                       const CorpusFilter& filter = CorpusFilter{});
 
 // The first record of each block in the order of an epoch, which the seed and the epoch fix.
 std::vector<int64_t> epoch_blocks(const TrainingSet& set, int epoch);

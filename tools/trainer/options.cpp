@@ -9,6 +9,7 @@
 const char* const TRAINER_USAGE =
     "usage:\n"
     "  trainer train --data FILE [FILE...] --out DIR [options]\n"
+    "      FILE: training files, game corpus files (.tgc) and folders of them (data/corpus)\n"
     "      Trains the network on training files and writes, after every epoch, into DIR:\n"
     "      checkpoint.bin (weights, optimiser state, epoch, settings, loss history), network.net\n"
     "      (the network of that epoch, ready for the engine), losses.csv and losses.svg.\n"
@@ -34,6 +35,7 @@ const char* const TRAINER_USAGE =
     "      --chunk N              records read and shuffled together (16777216): each epoch takes\n"
     "                             blocks of the files in a random order, N records at a time, and\n"
     "                             shuffles within them; two chunks are in memory at once\n"
+    "      --skip-plies N         positions of corpus games from ply N of the game on (0)\n"
     "      --mirror               turns each position without castling rights left to right by\n"
     "                             a coin tossed afresh every epoch (not kept in the checkpoint:\n"
     "                             give it again when resuming)\n"
@@ -111,6 +113,7 @@ bool parse_train_options(int argc, char** argv, TrainOptions& options) {
     else if (!std::strcmp(name, "--validation-share")) s.validation_share = v;
     else if (!std::strcmp(name, "--threads")) options.threads = int(v);
     else if (!std::strcmp(name, "--chunk")) options.chunk = int64_t(v);
+    else if (!std::strcmp(name, "--skip-plies")) options.corpus_filter.skip_plies = int(v);
     else {
       std::fprintf(stderr, "unknown option %s\n", name);
       return false;

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "common/game_corpus.h"
+
 // What defines a run; kept in the checkpoint, so a resumed run goes on with the same values
 // unless the command line names new ones.
 struct TrainSettings {
@@ -33,6 +35,7 @@ struct TrainOptions {
   int threads = 1;
   int64_t chunk = DEFAULT_CHUNK_RECORDS;
   bool mirror = false;  // positions without castling rights turned left to right at random
+  CorpusFilter corpus_filter;  // which positions of corpus games are read
 };
 
 // Reads the arguments after "train" over options (so the settings of a checkpoint can be the

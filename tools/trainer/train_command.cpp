@@ -81,7 +81,9 @@ int train_command(int argc, char** argv) {
     return 1;
   }
   TrainingSet set;
-  if (!open_training_set(options.data, settings.validation_share, settings.seed, options.chunk, set)) return 1;
+  if (!open_training_set(options.data, settings.validation_share, settings.seed, options.chunk, set, -1,
+                         options.corpus_filter))
+    return 1;
   set.mirror = options.mirror;
   if (set.training_positions == 0) {
     std::fprintf(stderr, "no positions to train on\n");
