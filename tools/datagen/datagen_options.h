@@ -25,6 +25,8 @@ constexpr const char* DATAGEN_USAGE =
     "                         [--random-plies R] [--chess960-share F] [--seed S] [--corpus GAMES.tgc]\n"
     "       datagen merge OUT IN [IN...]\n"
     "       datagen info FILE [FILE...]\n"
+    "       datagen import-pgn --out FILE PGN [PGN...]   (FILE.tgc: corpus games, else training records)\n"
+    "       datagen pgn GAMES.tgc [GAMES.tgc...]\n"
     "A run goes on where FILE stopped: N positions of seed S in all, kept in FILE.journal.\n";
 
 // Reads the arguments after the program name. False with a reason in error when they
