@@ -6,6 +6,7 @@
 //   datagen info FILE [FILE...]
 //   datagen import-pgn --out FILE PGN [PGN...]
 //   datagen pgn GAMES.tgc [GAMES.tgc...]
+//   datagen import-records --out GAMES.tgc FILE [FILE...]
 // bootstrap labels weighted-random games with a small hand-written teacher; selfplay
 // labels the engine's own games with its search scores. A run appends to FILE until it
 // holds N positions of its seed, so a stopped run goes on when run again. Progress goes
@@ -20,7 +21,7 @@
 #include "datagen/datagen_options.h"
 #include "datagen/engine_search.h"
 #include "datagen/file_commands.h"
-#include "datagen/pgn_commands.h"
+#include "datagen/game_commands.h"
 #include "datagen/selfplay_game.h"
 #include "datagen/start_positions.h"
 #include "datagen/workers.h"
@@ -65,6 +66,7 @@ int main(int argc, char** argv) {
   if (argc >= 2 && std::strcmp(argv[1], "info") == 0) return info_command(argc - 2, argv + 2);
   if (argc >= 2 && std::strcmp(argv[1], "import-pgn") == 0) return import_pgn_command(argc - 2, argv + 2);
   if (argc >= 2 && std::strcmp(argv[1], "pgn") == 0) return pgn_command(argc - 2, argv + 2);
+  if (argc >= 2 && std::strcmp(argv[1], "import-records") == 0) return import_records_command(argc - 2, argv + 2);
   DatagenOptions options;
   std::string error;
   if (!parse_datagen_options(argc - 1, argv + 1, options, error)) {

@@ -27,6 +27,7 @@ constexpr const char* DATAGEN_USAGE =
     "       datagen info FILE [FILE...]\n"
     "       datagen import-pgn --out FILE PGN [PGN...]   (FILE.tgc: corpus games, else training records)\n"
     "       datagen pgn GAMES.tgc [GAMES.tgc...]\n"
+    "       datagen import-records --out GAMES.tgc FILE [FILE...]\n"
     "A run goes on where FILE stopped: N positions of seed S in all, kept in FILE.journal.\n";
 
 // Reads the arguments after the program name. False with a reason in error when they

@@ -1,4 +1,4 @@
-#include "datagen/pgn_commands.h"
+#include "datagen/game_commands.h"
 
 #include <unistd.h>
 
@@ -11,7 +11,9 @@
 #include "board/board_tables.h"
 #include "common/game_corpus.h"
 #include "common/training_record.h"
+#include "common/training_file.h"
 #include "datagen/pgn_games.h"
+#include "datagen/record_games.h"
 
 namespace {
 
@@ -109,5 +111,42 @@ int pgn_command(int argc, char** argv) {
       return 1;
     }
   }
+  return 0;
+}
+
+int import_records_command(int argc, char** argv) {
+  if (argc < 3 || std::strcmp(argv[0], "--out") != 0 || !is_corpus_path(argv[1])) {
+    std::fprintf(stderr, "usage: datagen import-records --out GAMES.tgc FILE [FILE...]\n");
+    return 2;
+  }
+  init_board_tables();
+  const std::string out = argv[1];
+  if (access(out.c_str(), F_OK) == 0) {
+    std::fprintf(stderr, "datagen: %s exists; import-records writes a new file\n", out.c_str());
+    return 1;
+  }
+  std::string bytes = corpus_header();
+  GameBoard board;
+  RebuildCounts counts;
+  for (int i = 2; i < argc; ++i) {
+    TrainingFiles files;
+    if (!open_training_files({argv[i]}, files)) return 1;
+    std::vector<TrainingRecord> records(size_t(files.total));
+    if (!read_training_records(files, 0, files.total, records.data())) return 1;
+    std::vector<CorpusGame> games;
+    games_of_records(records, games, counts);
+    for (size_t g = 0; g < games.size(); ++g) {
+      games[g].stream = uint32_t(i - 2), games[g].number = g;
+      bytes += encode_game(games[g], board);
+    }
+  }
+  if (int64_t(bytes.size()) > CORPUS_FILE_LIMIT) {
+    std::fprintf(stderr, "datagen: %s would pass the %lld MB of a corpus file: import fewer files at a time\n",
+                 out.c_str(), (long long)(CORPUS_FILE_LIMIT >> 20));
+    return 1;
+  }
+  if (!write_new_file(out, false, bytes.data(), bytes.size())) return 1;
+  std::printf("%s: %lld games from %lld records, of which %lld come back as training positions\n", out.c_str(),
+              (long long)counts.games, (long long)counts.records, (long long)counts.kept);
   return 0;
 }
