@@ -103,14 +103,17 @@ TEST(PgnImport, TournamentManagerGamesBecomeCorpusGames) {
       "Nxe4 {+1.00/9 0.3s, Black wins by adjudication} 0-1\r\n\r\n"
       "[Event \"SPRT\"]\n[Result \"*\"]\n\n1. d4 {+0.10/5 0.1s} *\n\n"
       "[Event \"SPRT\"]\n[Result \"1/2-1/2\"]\n[FEN \"4k3/8/8/8/8/8/4P3/4K3 w - - 0 1\"]\n[SetUp \"1\"]\n\n"
-      "1. e4 {+0.50/30 0.1s} Kd7 {-0.40/30 0.1s} 2. Kd2 {+0.45/30 0.1s} 1/2-1/2\n";
+      "1. e4 {+0.50/30 0.1s} Kd7 {-0.40/30 0.1s} 2. Kd2 {+0.45/30 0.1s} 1/2-1/2\n\n"
+      // As an OpenBench server keeps uploaded games: no move numbers, "unknown" for a lost score.
+      "[Event \"datagen\"]\n[Result \"1-0\"]\n[ScaleFactor \"1.25\"]\n\n"
+      "d4 {book} d5 {book} c4 {+0.21/9} e6 {unknown} Nc3 {+0.30/9} 1-0\n";
   std::ofstream(dir.file("games.pgn"), std::ios::binary) << pgn;
   const CommandRun run = run_command(DATAGEN + "import-pgn --out " + dir.file("games.tgc") + " " + dir.file("games.pgn") + " 2>&1");
   ASSERT_EQ(run.status, 0) << run.output;
-  EXPECT_NE(run.output.find("2 games (1 skipped)"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("3 games (1 skipped)"), std::string::npos) << run.output;
 
   const std::vector<CorpusGame> games = corpus_games(dir.file("games.tgc"));
-  ASSERT_EQ(games.size(), 2u);
+  ASSERT_EQ(games.size(), 3u);
   const CorpusGame& first = games[0];
   EXPECT_EQ(first.result, -1);
   EXPECT_EQ(first.start_ply, 2) << "the book moves lead to the start";
@@ -121,11 +124,13 @@ TEST(PgnImport, TournamentManagerGamesBecomeCorpusGames) {
   EXPECT_TRUE(first.moves[6] & MOVE_CASTLING);
   EXPECT_EQ(games[1].result, 0);
   EXPECT_EQ(games[1].moves.size(), 3u);
+  EXPECT_EQ(games[2].start_ply, 2);
+  EXPECT_EQ(games[2].scores, (std::vector<int16_t>{21, INT16_MAX, 30}));
 
   // Training records keep the quiet positions with a score, not the mate, not the capture.
   const CommandRun records = run_command(DATAGEN + "import-pgn --out " + dir.file("games.bin") + " " + dir.file("games.pgn"));
   ASSERT_EQ(records.status, 0) << records.output;
-  EXPECT_EQ(records_of(dir.file("games.bin")).size(), 4u + 3u);
+  EXPECT_EQ(records_of(dir.file("games.bin")).size(), 4u + 3u + 2u);
   EXPECT_NE(run_command(DATAGEN + "import-pgn --out " + dir.file("games.bin") + " " + dir.file("games.pgn") + " 2>&1").status, 0)
       << "an existing file is not overwritten";
 }
