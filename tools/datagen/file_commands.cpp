@@ -53,6 +53,33 @@ void print_corpus_seeds(const std::string& path) {
   }
 }
 
+// The seeds of a training file's journal, with their settings, games, results and speed.
+void print_journal(const TrainingFile& file) {
+  std::ifstream in(file.path + ".journal", std::ios::binary);
+  if (!in) return;
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  JournalState state;
+  std::string error;
+  if (!read_journal(text, file.records, state, error)) {
+    std::printf("  journal: %s\n", error.c_str());
+    return;
+  }
+  std::printf("  journal: %lld records in whole games", (long long)state.records);
+  if (state.records < file.records)
+    std::printf(", %lld after them that the next run cuts off", (long long)(file.records - state.records));
+  std::printf("\n");
+  for (const auto& [seed, p] : state.seeds) {
+    const double game_share = p.games ? 100.0 / double(p.games) : 0.0;
+    std::printf("  seed %llu: %lld positions, %lld games in %zu streams, White won %.1f%%, drawn %.1f%%, Black won %.1f%%\n",
+                (unsigned long long)seed, (long long)p.positions, (long long)p.games, p.next_game.size(),
+                double(p.white_wins) * game_share, double(p.draws) * game_share, double(p.black_wins) * game_share);
+    std::printf("    %s\n", p.settings.c_str());
+    if (p.worker_seconds > 0 && p.cpu_seconds > 0)
+      std::printf("    %lld finished runs: %.1f positions/s per worker, %.1f per second of processor time\n",
+                  (long long)p.runs, p.run_positions / p.worker_seconds, p.run_positions / p.cpu_seconds);
+  }
+}
+
 void print_file(const TrainingFiles& files, size_t index) {
   const TrainingFile& file = files.files[index];
   int64_t invalid = 0, chess960 = 0, wins = 0, draws = 0, losses = 0;
@@ -99,33 +126,10 @@ void print_file(const TrainingFiles& files, size_t index) {
   std::printf("  results for the side to move: won %.1f%%, drawn %.1f%%, lost %.1f%%\n", double(wins) * share,
               double(draws) * share, double(losses) * share);
 
-  if (file.corpus) {
+  if (file.corpus)
     print_corpus_seeds(file.path);
-    return;
-  }
-  std::ifstream in(file.path + ".journal", std::ios::binary);
-  if (!in) return;
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  JournalState state;
-  std::string error;
-  if (!read_journal(text, file.records, state, error)) {
-    std::printf("  journal: %s\n", error.c_str());
-    return;
-  }
-  std::printf("  journal: %lld records in whole games", (long long)state.records);
-  if (state.records < file.records)
-    std::printf(", %lld after them that the next run cuts off", (long long)(file.records - state.records));
-  std::printf("\n");
-  for (const auto& [seed, p] : state.seeds) {
-    const double game_share = p.games ? 100.0 / double(p.games) : 0.0;
-    std::printf("  seed %llu: %lld positions, %lld games in %zu streams, White won %.1f%%, drawn %.1f%%, Black won %.1f%%\n",
-                (unsigned long long)seed, (long long)p.positions, (long long)p.games, p.next_game.size(),
-                double(p.white_wins) * game_share, double(p.draws) * game_share, double(p.black_wins) * game_share);
-    std::printf("    %s\n", p.settings.c_str());
-    if (p.worker_seconds > 0 && p.cpu_seconds > 0)
-      std::printf("    %lld finished runs: %.1f positions/s per worker, %.1f per second of processor time\n",
-                  (long long)p.runs, p.run_positions / p.worker_seconds, p.run_positions / p.cpu_seconds);
-  }
+  else
+    print_journal(file);
 }
 
 // Joins the whole games of corpus files into a new one: also the way to take a snapshot of a

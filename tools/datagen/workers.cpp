@@ -214,159 +214,192 @@ int available_cores() {
   return std::max(1, int(std::thread::hardware_concurrency()));
 }
 
-int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const PlayGame& play) {
-  RunFiles files;
-  if (!open_run_files(plan.out, files)) return 1;
-  SeedProgress& progress = files.state.seeds[plan.seed];
-  if (progress.settings.empty()) {
-    progress.settings = plan.settings;
-    const std::string line = run_line(plan.seed, plan.settings);
-    if (!write_all(files.journal, line.data(), line.size())) {
-      fail("can't write " + plan.out + ".journal");
-      return 1;
-    }
-  } else if (progress.settings != plan.settings) {
-    fail("seed " + std::to_string(plan.seed) + " was played into " + plan.out + " with other settings:\n  " +
-         progress.settings + "\nthis run has:\n  " + plan.settings + "\nrun it with those settings or another seed");
-    return 1;
-  }
-  CorpusOut corpus;
-  std::string error;
-  if (!plan.corpus.empty() && !open_corpus_out(plan.corpus, files.state, corpus, error)) {
-    fail(error);
-    return 1;
-  }
-  int64_t have = progress.positions, records = files.state.records;
-  if (have > 0)
-    std::fprintf(stderr, "datagen: %s holds %lld positions of seed %llu in %lld games; going on\n", plan.out.c_str(),
-                 (long long)have, (unsigned long long)plan.seed, (long long)progress.games);
-  if (have >= plan.positions) {
-    std::fprintf(stderr, "datagen: done: %lld/%lld positions already\n", (long long)have, (long long)plan.positions);
-    return 0;
-  }
+namespace {
 
-  std::vector<Worker> workers(size_t(plan.workers));
-  std::vector<int> parent_fds{files.data, files.journal};
-  if (corpus.fd >= 0) parent_fds.push_back(corpus.fd);
+// One run as it goes: its files, its workers, and what it has written.
+struct Run {
+  const RunPlan& plan;
+  RunFiles files;
+  CorpusOut corpus;
+  std::vector<Worker> workers;
+  int64_t have = 0;     // positions of the seed in the file
+  int64_t records = 0;  // records in the file
+  RunCounts counts;
+  double cpu_seconds = 0;
+  bool done = false, failed = false;
+  explicit Run(const RunPlan& p) : plan(p) {}
+};
+
+// The seed's line in the journal: written for a new seed, compared for one played before.
+bool claim_seed(Run& run) {
+  SeedProgress& progress = run.files.state.seeds[run.plan.seed];
+  if (progress.settings.empty()) {
+    progress.settings = run.plan.settings;
+    const std::string line = run_line(run.plan.seed, run.plan.settings);
+    return write_all(run.files.journal, line.data(), line.size()) || fail("can't write " + run.plan.out + ".journal");
+  }
+  if (progress.settings == run.plan.settings) return true;
+  return fail("seed " + std::to_string(run.plan.seed) + " was played into " + run.plan.out + " with other settings:\n  " +
+              progress.settings + "\nthis run has:\n  " + run.plan.settings + "\nrun it with those settings or another seed");
+}
+
+// Forks one worker per stream, each going on after the last game its stream has in the journal.
+void start_workers(Run& run, const std::function<void()>& prepare, const PlayGame& play) {
+  const SeedProgress& progress = run.files.state.seeds[run.plan.seed];
+  run.workers.resize(size_t(run.plan.workers));
+  std::vector<int> parent_fds{run.files.data, run.files.journal};
+  if (run.corpus.fd >= 0) parent_fds.push_back(run.corpus.fd);
   std::fflush(nullptr);
-  bool failed = false;
-  for (int i = 0; i < plan.workers; ++i) {
-    Worker& w = workers[size_t(i)];
+  for (int i = 0; i < run.plan.workers; ++i) {
+    Worker& w = run.workers[size_t(i)];
     w.stream = i;
     int ends[2];
     if (pipe(ends) != 0) {
-      failed = true;
-      break;
+      run.failed = true;
+      return;
     }
-    const int64_t first_game = progress.next_game.count(i) ? progress.next_game[i] : 0;
+    const auto next = progress.next_game.find(i);
+    const int64_t first_game = next == progress.next_game.end() ? 0 : next->second;
     w.pid = fork();
     if (w.pid == 0) {
       std::vector<int> close_fds = parent_fds;
       close_fds.push_back(ends[0]);
-      run_child(i, first_game, plan.seed, corpus.fd >= 0, ends[1], close_fds, prepare, play);
+      run_child(i, first_game, run.plan.seed, run.corpus.fd >= 0, ends[1], close_fds, prepare, play);
     }
     close(ends[1]);
     w.fd = ends[0];
     parent_fds.push_back(ends[0]);
     if (w.pid < 0) {
-      failed = true;
-      break;
+      run.failed = true;
+      return;
     }
   }
+}
 
-  // After the forks: the workers keep the default, and die of the signal.
-  catch_stop_signals();
-  const auto start = Clock::now();
+// Writes the whole games waiting in a worker's buffer: the corpus first (a game that the journal
+// names is always in the corpus too), then the records, then the journal's line.
+void write_games(Run& run, Worker& w) {
+  size_t used = 0;
+  std::string error;
+  while (!run.done && w.pending.size() - used >= sizeof(GameMessage)) {
+    GameMessage message;
+    std::memcpy(&message, w.pending.data() + used, sizeof message);
+    const char* records = w.pending.data() + used + sizeof message;
+    const size_t record_bytes = size_t(message.count) * sizeof(TrainingRecord);
+    const size_t bytes = sizeof message + record_bytes + message.corpus_bytes;
+    if (w.pending.size() - used < bytes) break;
+    if (run.corpus.fd >= 0 && !append_corpus_game(run.corpus, records + record_bytes, message.corpus_bytes, error)) {
+      run.failed = !fail(error);
+      break;
+    }
+    // The records that the seed still takes: the game that reaches the target is cut.
+    const int64_t take = std::min(int64_t(message.count), run.plan.positions - run.have);
+    const std::string line =
+        game_line(run.plan.seed, w.stream, message.game, take, message.result, run.records + take);
+    if (!write_all(run.files.data, records, size_t(take) * sizeof(TrainingRecord)) ||
+        !write_all(run.files.journal, line.data(), line.size())) {
+      run.failed = !fail("write error on " + run.plan.out);
+      break;
+    }
+    used += bytes;
+    run.records += take, run.have += take;
+    run.counts.positions += take;
+    ++run.counts.games;
+    ++(message.result > 0 ? run.counts.white_wins : message.result < 0 ? run.counts.black_wins : run.counts.draws);
+    run.done = run.have >= run.plan.positions;
+  }
+  w.pending.erase(w.pending.begin(), w.pending.begin() + long(used));
+}
+
+// Reads what a worker sent. A worker that ended ends the run: by hand (a signal sent to the whole
+// run may reach a worker before the parent) or as a failure.
+void read_worker(Run& run, Worker& w, std::vector<char>& buffer) {
+  const ssize_t got = read(w.fd, buffer.data(), buffer.size());
+  if (got < 0 && errno == EINTR) return;
+  if (got <= 0) {
+    close(w.fd);
+    w.fd = -1;
+    if (w.pid > 0 && stopped_by_hand(reap(w.pid, run.cpu_seconds))) {
+      stop_requested = 1;
+      return;
+    }
+    std::fprintf(stderr, "datagen: worker %d stopped\n", w.stream);
+    run.failed = true;
+    return;
+  }
+  w.pending.insert(w.pending.end(), buffer.begin(), buffer.begin() + got);
+  write_games(run, w);
+}
+
+// Takes the workers' games until the target, a failure or a stop by hand.
+void collect_games(Run& run, Clock::time_point start) {
   auto next_report = start + PROGRESS_INTERVAL;
-  RunCounts counts;
   std::vector<char> buffer(1 << 16);
-  double cpu_seconds = 0;
-  bool done = false;
-  while (!done && !failed && !stop_requested) {
+  while (!run.done && !run.failed && !stop_requested) {
     std::vector<pollfd> polled;
     std::vector<Worker*> owners;
-    for (Worker& w : workers)
+    for (Worker& w : run.workers)
       if (w.fd >= 0) polled.push_back({w.fd, POLLIN, 0}), owners.push_back(&w);
     if (polled.empty()) break;
     if (poll(polled.data(), polled.size(), POLL_MILLISECONDS) < 0 && errno != EINTR) break;
-    for (size_t k = 0; k < polled.size() && !done && !failed; ++k) {
-      if (!polled[k].revents) continue;
-      Worker& w = *owners[k];
-      const ssize_t got = read(w.fd, buffer.data(), buffer.size());
-      if (got <= 0) {
-        if (got < 0 && errno == EINTR) continue;
-        // A signal sent to the whole run may reach a worker before the parent.
-        close(w.fd);
-        w.fd = -1;
-        if (w.pid > 0 && stopped_by_hand(reap(w.pid, cpu_seconds))) {
-          stop_requested = 1;
-          break;
-        }
-        std::fprintf(stderr, "datagen: worker %d stopped\n", w.stream);
-        failed = true;
-        break;
-      }
-      w.pending.insert(w.pending.end(), buffer.begin(), buffer.begin() + got);
-      size_t used = 0;
-      while (!done && w.pending.size() - used >= sizeof(GameMessage)) {
-        GameMessage message;
-        std::memcpy(&message, w.pending.data() + used, sizeof message);
-        const size_t record_bytes = size_t(message.count) * sizeof(TrainingRecord);
-        const size_t bytes = sizeof message + record_bytes + message.corpus_bytes;
-        if (w.pending.size() - used < bytes) break;
-        // The corpus first: a game that the journal names is always in the corpus too.
-        const char* framed = w.pending.data() + used + sizeof message + record_bytes;
-        if (corpus.fd >= 0 && !append_corpus_game(corpus, framed, message.corpus_bytes, error)) {
-          fail(error);
-          failed = true;
-          break;
-        }
-        // The records that the seed still takes: the game that reaches the target is cut.
-        const int64_t take = std::min(int64_t(message.count), plan.positions - have);
-        const std::string line = game_line(plan.seed, w.stream, message.game, take, message.result, records + take);
-        if (!write_all(files.data, w.pending.data() + used + sizeof message, size_t(take) * sizeof(TrainingRecord)) ||
-            !write_all(files.journal, line.data(), line.size())) {
-          fail("write error on " + plan.out);
-          failed = true;
-          break;
-        }
-        used += bytes;
-        records += take, have += take;
-        counts.positions += take;
-        ++counts.games;
-        ++(message.result > 0 ? counts.white_wins : message.result < 0 ? counts.black_wins : counts.draws);
-        done = have >= plan.positions;
-      }
-      w.pending.erase(w.pending.begin(), w.pending.begin() + long(used));
-    }
+    for (size_t k = 0; k < polled.size() && !run.done && !run.failed && !stop_requested; ++k)
+      if (polled[k].revents) read_worker(run, *owners[k], buffer);
     if (Clock::now() >= next_report) {
-      print_progress("datagen: ", have, plan, counts, seconds_since(start));
+      print_progress("datagen: ", run.have, run.plan, run.counts, seconds_since(start));
       next_report = Clock::now() + PROGRESS_INTERVAL;
     }
   }
-  const double seconds = seconds_since(start);
+}
 
+// Ends the workers, writes the run's speed to the journal and the screen; the exit status.
+int finish_run(Run& run, double seconds) {
   // Games still being played are not wanted any more. The workers' processor time gives a
   // speed that other work on a shared machine doesn't lower.
-  for (Worker& w : workers) {
+  for (Worker& w : run.workers) {
     if (w.pid > 0) {
       kill(w.pid, SIGKILL);
-      reap(w.pid, cpu_seconds);
+      reap(w.pid, run.cpu_seconds);
     }
     if (w.fd >= 0) close(w.fd);
   }
-  const std::string line = speed_line(plan.seed, plan.workers, counts.positions, seconds, cpu_seconds);
-  if (!write_all(files.journal, line.data(), line.size()) || fdatasync(files.data) != 0) failed = true;
-  const bool stopped = failed || !done;
+  const RunPlan& plan = run.plan;
+  const std::string line = speed_line(plan.seed, plan.workers, run.counts.positions, seconds, run.cpu_seconds);
+  if (!write_all(run.files.journal, line.data(), line.size()) || fdatasync(run.files.data) != 0) run.failed = true;
+  const bool stopped = run.failed || !run.done;
   if (stopped)
     std::fprintf(stderr, "datagen: stopped with %lld of %lld positions of seed %llu in %s; run the same command to go on\n",
-                 (long long)have, (long long)plan.positions, (unsigned long long)plan.seed, plan.out.c_str());
+                 (long long)run.have, (long long)plan.positions, (unsigned long long)plan.seed, plan.out.c_str());
   else
-    print_progress("datagen: done: ", have, plan, counts, seconds);
+    print_progress("datagen: done: ", run.have, plan, run.counts, seconds);
+  const double positions = double(run.counts.positions);
   std::fprintf(stderr,
                "datagen: wrote %lld positions in %.1f s: %.1f positions/s per worker, %d workers; %.1f positions per "
                "second of processor time\n",
-               (long long)counts.positions, seconds, seconds > 0 ? double(counts.positions) / seconds / plan.workers : 0.0,
-               plan.workers, cpu_seconds > 0 ? double(counts.positions) / cpu_seconds : 0.0);
+               (long long)run.counts.positions, seconds, seconds > 0 ? positions / seconds / plan.workers : 0.0,
+               plan.workers, run.cpu_seconds > 0 ? positions / run.cpu_seconds : 0.0);
   return stopped ? 1 : 0;
+}
+
+}  // namespace
+
+int run_workers(const RunPlan& plan, const std::function<void()>& prepare, const PlayGame& play) {
+  Run run(plan);
+  std::string error;
+  if (!open_run_files(plan.out, run.files) || !claim_seed(run)) return 1;
+  if (!plan.corpus.empty() && !open_corpus_out(plan.corpus, run.files.state, run.corpus, error)) return fail(error), 1;
+  const SeedProgress& progress = run.files.state.seeds[plan.seed];
+  run.have = progress.positions, run.records = run.files.state.records;
+  if (run.have > 0)
+    std::fprintf(stderr, "datagen: %s holds %lld positions of seed %llu in %lld games; going on\n", plan.out.c_str(),
+                 (long long)run.have, (unsigned long long)plan.seed, (long long)progress.games);
+  if (run.have >= plan.positions) {
+    std::fprintf(stderr, "datagen: done: %lld/%lld positions already\n", (long long)run.have, (long long)plan.positions);
+    return 0;
+  }
+  start_workers(run, prepare, play);
+  // After the forks: the workers keep the default, and die of the signal.
+  catch_stop_signals();
+  const auto start = Clock::now();
+  collect_games(run, start);
+  return finish_run(run, seconds_since(start));
 }
