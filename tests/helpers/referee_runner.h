@@ -1,16 +1,16 @@
 #pragma once
-// Runs build/selfplay for the tests, and writes small scripted UCI engines that play
+// Runs build/referee for the tests, and writes small scripted UCI engines that play
 // given moves or misbehave on purpose, so that the referee's checks can be proved.
 #include <string>
 
 struct ToolRun {
-  int status = -1;     // exit status of selfplay, -1 if it did not exit normally
+  int status = -1;     // exit status of the referee, -1 if it did not exit normally
   std::string output;  // standard output and error together
 };
 
-// selfplay with the arguments (a shell word list) appended; with echo, its output also goes
+// The referee with the arguments (a shell word list) appended; with echo, its output also goes
 // by as it comes, so that a long match shows its progress.
-ToolRun run_selfplay(const std::string& arguments, bool echo = false);
+ToolRun run_referee(const std::string& arguments, bool echo = false);
 
 // A scripted engine in POSIX shell. Each handler is a shell command list; $moves holds the
 // scripted moves and $n the number of moves of the last position command, so `play`

@@ -2,8 +2,8 @@
 // loudly on anything that breaks the protocol: crashes, hangs, illegal or late moves,
 // malformed or stray lines. Exit status 0 only when every game was played cleanly.
 //
-//   selfplay --games 200 --time 0.5 --inc 0.02 --threads2 2
-//   selfplay --chess960 --openings ../shared/openings/chess960_starts.epd
+//   referee --games 200 --time 0.5 --inc 0.02 --threads2 2
+//   referee --chess960 --openings ../shared/openings/chess960_starts.epd
 #include <unistd.h>
 
 #include <climits>
@@ -17,8 +17,8 @@
 #include "board/board_tables.h"
 #include "board/fen_check.h"
 #include "protocol/engine_options.h"
-#include "selfplay/openings.h"
-#include "selfplay/play_game.h"
+#include "referee/openings.h"
+#include "referee/play_game.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ struct Tally {
 
 void usage() {
   std::puts(
-      "usage: selfplay [options]\n"
+      "usage: referee [options]\n"
       "  --engine PATH          program for both engines (default: tesmar beside this tool)\n"
       "  --engine1 PATH, --engine2 PATH\n"
       "  --option NAME=VALUE    UCI option for both engines; --option1, --option2 for one\n"
@@ -101,7 +101,7 @@ bool parse_arguments(int argc, char** argv, MatchSettings& m) {
     }
     if (arg == "--help" || arg == "-h") return usage(), false;
     if (i + 1 >= argc) {
-      std::fprintf(stderr, "selfplay: %s needs a value\n", arg.c_str());
+      std::fprintf(stderr, "referee: %s needs a value\n", arg.c_str());
       return false;
     }
     const std::string value = argv[++i];
@@ -115,7 +115,7 @@ bool parse_arguments(int argc, char** argv, MatchSettings& m) {
       if (arg != "--option2") ok &= add_option(m.engines[0], value);
       if (arg != "--option1") ok &= add_option(m.engines[1], value);
       if (!ok) {
-        std::fprintf(stderr, "selfplay: %s wants NAME=VALUE\n", arg.c_str());
+        std::fprintf(stderr, "referee: %s wants NAME=VALUE\n", arg.c_str());
         return false;
       }
     } else if (arg == "--threads1") threads[0] = value;
@@ -134,18 +134,18 @@ bool parse_arguments(int argc, char** argv, MatchSettings& m) {
     else if (arg == "--ping-every") m.game.ping_every = int(number);
     else if (arg == "--max-failures") m.max_failures = int(number);
     else {
-      std::fprintf(stderr, "selfplay: unknown argument %s\n", arg.c_str());
+      std::fprintf(stderr, "referee: unknown argument %s\n", arg.c_str());
       usage();
       return false;
     }
   }
   if (m.games < 1 || m.game.base_ms < 1 || m.max_failures < 1 || m.game.max_plies < 1) {
-    std::fputs("selfplay: --games, --time, --max-moves and --max-failures must be positive\n", stderr);
+    std::fputs("referee: --games, --time, --max-moves and --max-failures must be positive\n", stderr);
     return false;
   }
   // The engine reads lines of up to 8191 characters; a longer position command would arrive cut.
   if (m.game.max_plies > 1000) {
-    std::fputs("selfplay: --max-moves is at most 500\n", stderr);
+    std::fputs("referee: --max-moves is at most 500\n", stderr);
     return false;
   }
   // Options named by the tool go first, so that an explicit --option can still override them.
@@ -194,9 +194,9 @@ int main(int argc, char** argv) {
   if (!m.openings_file.empty()) {
     int skipped = 0;
     openings = read_epd_openings(m.openings_file, m.chess960, skipped);
-    if (skipped) std::printf("selfplay: %d lines of %s skipped\n", skipped, m.openings_file.c_str());
+    if (skipped) std::printf("referee: %d lines of %s skipped\n", skipped, m.openings_file.c_str());
     if (openings.empty()) {
-      std::fprintf(stderr, "selfplay: no usable opening in %s\n", m.openings_file.c_str());
+      std::fprintf(stderr, "referee: no usable opening in %s\n", m.openings_file.c_str());
       return 2;
     }
   } else {
@@ -204,7 +204,7 @@ int main(int argc, char** argv) {
   }
   const int random_plies = m.random_plies >= 0 ? m.random_plies : m.openings_file.empty() ? 6 : 0;
 
-  std::printf("selfplay: %d games, %s vs %s, %.3f s + %.3f s, %s, seed %llu\n", m.games,
+  std::printf("referee: %d games, %s vs %s, %.3f s + %.3f s, %s, seed %llu\n", m.games,
               m.engines[0].label.c_str(), m.engines[1].label.c_str(), m.game.base_ms / 1000.0,
               m.game.increment_ms / 1000.0, m.chess960 ? "Chess960" : "standard chess",
               (unsigned long long)m.seed);
@@ -217,7 +217,7 @@ int main(int argc, char** argv) {
   if (!failure.empty()) {
     report_failure("at start-up", seats[failed_seat], failure, nullptr);
     for (EngineSeat& seat : seats) abandon_seat(seat);
-    std::printf("selfplay: 0 games played, 1 failure\nselfplay: FAILED\n");
+    std::printf("referee: 0 games played, 1 failure\nreferee: FAILED\n");
     return 1;
   }
 
@@ -236,7 +236,7 @@ int main(int argc, char** argv) {
     if (g % 2 == 0) {
       const std::string& fen = openings[size_t(rng.below(int(openings.size())))];
       if (!start_opening(game, fen, random_plies, rng)) {
-        std::fprintf(stderr, "selfplay: no playable opening from %s\n", fen.c_str());
+        std::fprintf(stderr, "referee: no playable opening from %s\n", fen.c_str());
         return 2;
       }
     }
@@ -299,7 +299,7 @@ int main(int argc, char** argv) {
       }
     }
 
-  std::printf("\nselfplay summary: %d of %d games played in %.1f s, %ld plies\n", played, m.games,
+  std::printf("\nreferee summary: %d of %d games played in %.1f s, %ld plies\n", played, m.games,
               (now_ms() - match_start) / 1000.0, total_plies);
   for (int e = 0; e < 2; ++e)
     std::printf("  %-16s wins %d  draws %d  losses %d\n", m.engines[e].label.c_str(), tally[e].wins,
@@ -311,6 +311,6 @@ int main(int argc, char** argv) {
   std::printf("\n  moves past the clock within the grace: %d (longest %lld ms)\n", late_moves,
               (long long)longest_overrun);
   std::printf("  failures: %d\n", failures);
-  std::printf("%s\n", failures ? "selfplay: FAILED" : "selfplay: OK");
+  std::printf("%s\n", failures ? "referee: FAILED" : "referee: OK");
   return failures ? 1 : 0;
 }

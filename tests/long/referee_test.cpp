@@ -4,13 +4,13 @@
 //
 //   ctest --test-dir build -L long -R SelfplayLong --output-on-failure
 //
-// Each case is one selfplay command, printed in its output; rerun it by hand to replay
+// Each case is one referee command, printed in its output; rerun it by hand to replay
 // the same games (the seed fixes openings and random plies).
 #include <gtest/gtest.h>
 
 #include <fstream>
 
-#include "helpers/selfplay_runner.h"
+#include "helpers/referee_runner.h"
 
 namespace {
 
@@ -20,9 +20,9 @@ bool readable(const std::string& path) { return std::ifstream(path).good(); }
 
 void play_match(const std::string& arguments) {
   const std::string common = " --time 0.5 --inc 0.02 --max-failures 1";
-  std::printf("selfplay %s%s\n", arguments.c_str(), common.c_str());
+  std::printf("referee %s%s\n", arguments.c_str(), common.c_str());
   // The output goes by as it comes (ctest -V shows it); a failure repeats it whole.
-  const ToolRun run = run_selfplay(arguments + common, true);
+  const ToolRun run = run_referee(arguments + common, true);
   EXPECT_EQ(run.status, 0) << run.output;
   EXPECT_NE(run.output.find("failures: 0"), std::string::npos) << run.output;
 }
@@ -39,15 +39,15 @@ std::string chess960_openings() {
   return readable(path) ? " --chess960 --openings " + path + " --random-plies 2" : " --chess960 --random-plies 4";
 }
 
-TEST(SelfplayLong, StandardOneThreadEach) { play_match("--games 60 --seed 11" + standard_openings()); }
+TEST(RefereeLong, StandardOneThreadEach) { play_match("--games 60 --seed 11" + standard_openings()); }
 
-TEST(SelfplayLong, StandardOneAgainstTwoThreads) {
+TEST(RefereeLong, StandardOneAgainstTwoThreads) {
   play_match("--games 50 --seed 12 --threads2 2" + standard_openings());
 }
 
-TEST(SelfplayLong, Chess960OneThreadEach) { play_match("--games 50 --seed 13" + chess960_openings()); }
+TEST(RefereeLong, Chess960OneThreadEach) { play_match("--games 50 --seed 13" + chess960_openings()); }
 
-TEST(SelfplayLong, Chess960TwoThreadsEach) {
+TEST(RefereeLong, Chess960TwoThreadsEach) {
   play_match("--games 40 --seed 14 --threads1 2 --threads2 2" + chess960_openings());
 }
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "helpers/selfplay_runner.h"
+#include "helpers/referee_runner.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ struct RefereeCase {
   FakeEngine engine;  // both seats run the same script
   const char* reason;
   const char* fen = "";    // the one game starts here; the start position when empty
-  const char* extra = "";  // further selfplay arguments
+  const char* extra = "";  // further referee arguments
 };
 
 const char* const MATE = "f2f3 e7e5 g2g4 d8h4";
@@ -25,15 +25,15 @@ void play_cases(const std::vector<RefereeCase>& cases, int status) {
     std::string arguments = "--engine " + write_fake_engine(c.name, c.engine) + " --games 1 --random-plies 0";
     if (*c.fen) arguments += " --openings " + write_opening(c.name, c.fen);
     // The waits are long enough for a script to answer on a busy machine.
-    const ToolRun run = run_selfplay(arguments + " --time 2 --inc 0 --ready-timeout-ms 2000 --start-timeout-ms 3000 " +
+    const ToolRun run = run_referee(arguments + " --time 2 --inc 0 --ready-timeout-ms 2000 --start-timeout-ms 3000 " +
                                      c.extra);
     EXPECT_EQ(run.status, status) << c.name << "\n" << run.output;
     EXPECT_NE(run.output.find(c.reason), std::string::npos) << c.name << "\n" << run.output;
-    EXPECT_NE(run.output.find(status ? "selfplay: FAILED" : "selfplay: OK"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find(status ? "referee: FAILED" : "referee: OK"), std::string::npos) << run.output;
   }
 }
 
-TEST(SelfplayReferee, EndsGamesByTheRules) {
+TEST(Referee, EndsGamesByTheRules) {
   const char* const lone_minor = "1/2-1/2 insufficient material, 1 plies";
   play_cases({
       {"mate", {.moves = MATE}, "0-1 checkmate, 4 plies"},
@@ -61,7 +61,7 @@ TEST(SelfplayReferee, EndsGamesByTheRules) {
   }, 0);
 }
 
-TEST(SelfplayReferee, CatchesEachEngineFault) {
+TEST(Referee, CatchesEachEngineFault) {
   play_cases({
       {"illegal", {.moves = "e2e4 e7e5 e2e4"}, "illegal bestmove e2e4"},
       // Without UCI_Chess960 the king taking its rook is no move at all.
@@ -91,7 +91,7 @@ TEST(SelfplayReferee, CatchesEachEngineFault) {
       {"no_uciok", {.moves = "e2e4", .on_uci = "echo 'id name fake'"}, "timed out waiting for uciok"},
       {"bad_quit", {.moves = MATE, .on_quit = "exit 66"}, "ended after quit with exit status 66"},
   }, 1);
-  const ToolRun missing = run_selfplay("--engine /nonexistent/engine --games 1");
+  const ToolRun missing = run_referee("--engine /nonexistent/engine --games 1");
   EXPECT_EQ(missing.status, 1) << missing.output;
   EXPECT_NE(missing.output.find("FAILURE at start-up"), std::string::npos) << missing.output;
 }

@@ -1,4 +1,4 @@
-#include "helpers/selfplay_runner.h"
+#include "helpers/referee_runner.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <fstream>
 
-ToolRun run_selfplay(const std::string& arguments, bool echo) {
+ToolRun run_referee(const std::string& arguments, bool echo) {
   ToolRun run;
-  FILE* pipe = popen((std::string(TESMAR_TOOLS_DIR) + "/selfplay " + arguments + " 2>&1").c_str(), "r");
+  FILE* pipe = popen((std::string(TESMAR_TOOLS_DIR) + "/referee " + arguments + " 2>&1").c_str(), "r");
   if (!pipe) return run;
   char chunk[4096];
   // Plain reads, not fread, so that each line is passed on as soon as it is written.
