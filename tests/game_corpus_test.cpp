@@ -14,6 +14,7 @@
 #include "board/movegen.h"
 #include "common/chess960_start.h"
 #include "common/game_corpus.h"
+#include "common/split_mix_rng.h"
 #include "common/training_file.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/datagen_runs.h"
@@ -21,16 +22,9 @@
 
 namespace {
 
-uint64_t mix(uint64_t& state) {
-  state += 0x9E3779B97F4A7C15ull;
-  uint64_t z = state;
-  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-  z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-  return z ^ (z >> 31);
-}
-
 // A game of random legal moves from fen, with scores from every corner of the range.
 CorpusGame random_game(const std::string& fen, bool chess960, uint64_t seed, int plies) {
+  SplitMixRng rng{seed};
   CorpusGame game;
   game.seed = seed, game.stream = uint32_t(seed % 3), game.number = seed * 7;
   game.chess960 = chess960;
@@ -45,11 +39,11 @@ CorpusGame random_game(const std::string& fen, bool chess960, uint64_t seed, int
     const int n = int(generate_legal(board_position(board), list) - list);
     if (n == 0) break;
     // Prefer the rare kinds of move, so that every game has its share of them.
-    Move chosen = list[mix(seed) % uint64_t(n)].move;
+    Move chosen = list[rng.next() % uint64_t(n)].move;
     for (int i = 0; i < n; ++i)
-      if ((list[i].move & (MOVE_CASTLING | MOVE_PROMOTION | MOVE_EN_PASSANT)) && mix(seed) % 2) chosen = list[i].move;
+      if ((list[i].move & (MOVE_CASTLING | MOVE_PROMOTION | MOVE_EN_PASSANT)) && rng.next() % 2) chosen = list[i].move;
     static const int16_t EDGES[] = {INT16_MIN, INT16_MAX, -32766, 32766, 0, 1, -1};
-    const int16_t score = mix(seed) % 4 == 0 ? EDGES[mix(seed) % 7] : int16_t(int(mix(seed) % 4001) - 2000);
+    const int16_t score = rng.next() % 4 == 0 ? EDGES[rng.next() % 7] : int16_t(int(rng.next() % 4001) - 2000);
     game.moves.push_back(chosen);
     game.scores.push_back(score);
     play_board_move(board, chosen);

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "common/game_corpus.h"
+#include "datagen/write_all.h"
 
 namespace {
 
@@ -17,16 +18,6 @@ bool journaled(const JournalState& journal, uint64_t seed, uint32_t stream, uint
   if (seed_at == journal.seeds.end()) return false;
   const auto stream_at = seed_at->second.next_game.find(int(stream));
   return stream_at != seed_at->second.next_game.end() && int64_t(number) < stream_at->second;
-}
-
-bool write_all(int fd, const char* p, size_t bytes) {
-  while (bytes > 0) {
-    const ssize_t n = write(fd, p, bytes);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    p += n, bytes -= size_t(n);
-  }
-  return true;
 }
 
 }  // namespace

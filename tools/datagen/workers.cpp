@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "datagen/corpus_out.h"
+#include "datagen/write_all.h"
 #include "datagen/run_journal.h"
 #include "common/training_file.h"
 
@@ -71,17 +72,6 @@ struct GameMessage {
   uint32_t corpus_bytes;  // then the game framed for the corpus
   uint32_t unused;
 };
-
-bool write_all(int fd, const void* data, size_t bytes) {
-  const char* p = static_cast<const char*>(data);
-  while (bytes > 0) {
-    const ssize_t n = write(fd, p, bytes);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    p += n, bytes -= size_t(n);
-  }
-  return true;
-}
 
 struct Worker {
   int stream;
