@@ -181,6 +181,104 @@ void report_failure(const std::string& title, const EngineSeat& seat, const std:
   std::fflush(stdout);
 }
 
+// What a match has come to so far.
+struct MatchState {
+  EngineSeat seats[2];
+  bool engines_open = false;
+  Tally tally[2];
+  int reasons[7] = {};
+  int late_moves = 0;
+  int64_t longest_overrun = 0;
+  long total_plies = 0;
+  int played = 0;
+  int failures = 0;
+};
+
+// The start positions: the lines of the openings file, or built-in ones. False (with a message)
+// when the file gives none.
+bool load_openings(const MatchSettings& m, std::vector<std::string>& openings) {
+  if (m.openings_file.empty()) {
+    openings = m.chess960 ? BUILT_IN_CHESS960_STARTS : std::vector<std::string>{START_FEN};
+    return true;
+  }
+  int skipped = 0;
+  openings = read_epd_openings(m.openings_file, m.chess960, skipped);
+  if (skipped) std::printf("referee: %d lines of %s skipped\n", skipped, m.openings_file.c_str());
+  if (openings.empty()) std::fprintf(stderr, "referee: no usable opening in %s\n", m.openings_file.c_str());
+  return !openings.empty();
+}
+
+// After a failure in a game: both engines are closed, and opened again while failures are allowed.
+void restart_engines(MatchState& s, const MatchSettings& m) {
+  for (EngineSeat& seat : s.seats) abandon_seat(seat);
+  s.engines_open = false;
+  if (s.failures >= m.max_failures) return;
+  int failed_seat = -1;
+  const std::string failure = open_both(s.seats, m, failed_seat);
+  s.engines_open = failure.empty();
+  if (!s.engines_open) {
+    ++s.failures;
+    report_failure("at restart", s.seats[failed_seat], failure, nullptr);
+    for (EngineSeat& seat : s.seats) abandon_seat(seat);
+  }
+}
+
+// Plays game g (0-based) from the opening line in `opening` and counts it.
+void play_counted_game(MatchState& s, const MatchSettings& m, int g, const GameRecord& opening) {
+  GameRecord board;
+  start_game(board, opening.start_fen);
+  for (const std::string& text : opening.moves) play_move(board, legal_move_named(current_position(board), text));
+  const size_t opening_plies = board.moves.size();
+
+  const int white = g % 2;  // engine 1 has White in the even games
+  EngineSeat* by_colour[2] = {&s.seats[white], &s.seats[1 - white]};
+  const int64_t game_start = now_ms();
+  const GameResult result = play_game(by_colour, board, m.game);
+  ++s.played;
+  const size_t plies = board.moves.size() - opening_plies;
+  s.total_plies += long(plies);
+  s.late_moves += result.late_moves;
+  s.longest_overrun = std::max(s.longest_overrun, result.longest_overrun_ms);
+
+  if (!result.failure.empty()) {
+    ++s.failures;
+    const int guilty = result.failed_side == 0 ? white : 1 - white;
+    report_failure("in game " + std::to_string(g + 1), s.seats[guilty], result.failure, &board);
+    restart_engines(s, m);
+    return;
+  }
+  ++s.reasons[int(result.end)];
+  const char* score = result.winner == 0 ? "1-0" : result.winner == 1 ? "0-1" : "1/2-1/2";
+  for (int e = 0; e < 2; ++e) {
+    const int colour = e == white ? 0 : 1;
+    if (result.winner < 0) ++s.tally[e].draws;
+    else if (result.winner == colour) ++s.tally[e].wins;
+    else ++s.tally[e].losses;
+  }
+  std::printf("game %d/%d: %s-%s %s %s, %zu plies, %.1f s | %s +%d =%d -%d\n", g + 1, m.games,
+              s.seats[white].setup.label.c_str(), s.seats[1 - white].setup.label.c_str(), score,
+              game_end_text(result.end), plies, (now_ms() - game_start) / 1000.0, s.seats[0].setup.label.c_str(),
+              s.tally[0].wins, s.tally[0].draws, s.tally[0].losses);
+  if (m.show_moves) std::printf("%s", game_transcript(board).c_str());
+  std::fflush(stdout);
+}
+
+void print_summary(const MatchState& s, const MatchSettings& m, int64_t match_start) {
+  std::printf("\nreferee summary: %d of %d games played in %.1f s, %ld plies\n", s.played, m.games,
+              (now_ms() - match_start) / 1000.0, s.total_plies);
+  for (int e = 0; e < 2; ++e)
+    std::printf("  %-16s wins %d  draws %d  losses %d\n", m.engines[e].label.c_str(), s.tally[e].wins,
+                s.tally[e].draws, s.tally[e].losses);
+  std::printf("  endings:");
+  const char* separator = " ";
+  for (int r = 1; r < 7; ++r)
+    if (s.reasons[r]) std::printf("%s%s %d", separator, game_end_text(GameEnd(r)), s.reasons[r]), separator = ", ";
+  std::printf("\n  moves past the clock within the grace: %d (longest %lld ms)\n", s.late_moves,
+              (long long)s.longest_overrun);
+  std::printf("  failures: %d\n", s.failures);
+  std::printf("%s\n", s.failures ? "referee: FAILED" : "referee: OK");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -189,19 +287,8 @@ int main(int argc, char** argv) {
   set_default_options(engine_options);
   init_board_tables();
   engine_options.UCI_Chess960 = m.chess960;
-
   std::vector<std::string> openings;
-  if (!m.openings_file.empty()) {
-    int skipped = 0;
-    openings = read_epd_openings(m.openings_file, m.chess960, skipped);
-    if (skipped) std::printf("referee: %d lines of %s skipped\n", skipped, m.openings_file.c_str());
-    if (openings.empty()) {
-      std::fprintf(stderr, "referee: no usable opening in %s\n", m.openings_file.c_str());
-      return 2;
-    }
-  } else {
-    openings = m.chess960 ? BUILT_IN_CHESS960_STARTS : std::vector<std::string>{START_FEN};
-  }
+  if (!load_openings(m, openings)) return 2;
   const int random_plies = m.random_plies >= 0 ? m.random_plies : m.openings_file.empty() ? 6 : 0;
 
   std::printf("referee: %d games, %s vs %s, %.3f s + %.3f s, %s, seed %llu\n", m.games,
@@ -210,107 +297,40 @@ int main(int argc, char** argv) {
               (unsigned long long)m.seed);
   std::fflush(stdout);
 
-  EngineSeat seats[2];
+  MatchState s;
   int failed_seat = -1;
-  std::string failure = open_both(seats, m, failed_seat);
-  int failures = 0;
+  const std::string failure = open_both(s.seats, m, failed_seat);
   if (!failure.empty()) {
-    report_failure("at start-up", seats[failed_seat], failure, nullptr);
-    for (EngineSeat& seat : seats) abandon_seat(seat);
+    report_failure("at start-up", s.seats[failed_seat], failure, nullptr);
+    for (EngineSeat& seat : s.seats) abandon_seat(seat);
     std::printf("referee: 0 games played, 1 failure\nreferee: FAILED\n");
     return 1;
   }
-
-  Tally tally[2];
-  int reasons[7] = {};
-  int late_moves = 0;
-  int64_t longest_overrun = 0;
-  long total_plies = 0;
+  s.engines_open = true;
   const int64_t match_start = now_ms();
   SplitMixRng rng{m.seed};
-  GameRecord game;
-  int played = 0;
-  bool engines_open = true;
-  for (int g = 0; g < m.games && engines_open; ++g) {
+  GameRecord opening;
+  for (int g = 0; g < m.games && s.engines_open; ++g) {
     // Each pair of games shares its opening, with colours swapped.
     if (g % 2 == 0) {
       const std::string& fen = openings[size_t(rng.below(int(openings.size())))];
-      if (!start_opening(game, fen, random_plies, rng)) {
+      if (!start_opening(opening, fen, random_plies, rng)) {
         std::fprintf(stderr, "referee: no playable opening from %s\n", fen.c_str());
         return 2;
       }
     }
-    GameRecord board;
-    start_game(board, game.start_fen);
-    for (const std::string& text : game.moves) play_move(board, legal_move_named(current_position(board), text));
-    const size_t opening_plies = board.moves.size();
-
-    const int white = g % 2;  // engine 1 has White in the even games
-    EngineSeat* by_colour[2] = {&seats[white], &seats[1 - white]};
-    const int64_t game_start = now_ms();
-    const GameResult result = play_game(by_colour, board, m.game);
-    ++played;
-    const size_t plies = board.moves.size() - opening_plies;
-    total_plies += long(plies);
-    late_moves += result.late_moves;
-    longest_overrun = std::max(longest_overrun, result.longest_overrun_ms);
-
-    if (!result.failure.empty()) {
-      ++failures;
-      const int guilty = result.failed_side == 0 ? white : 1 - white;
-      report_failure("in game " + std::to_string(g + 1), seats[guilty], result.failure, &board);
-      for (EngineSeat& seat : seats) abandon_seat(seat);
-      engines_open = false;
-      if (failures < m.max_failures) {
-        failure = open_both(seats, m, failed_seat);
-        engines_open = failure.empty();
-        if (!engines_open) {
-          ++failures;
-          report_failure("at restart", seats[failed_seat], failure, nullptr);
-          for (EngineSeat& seat : seats) abandon_seat(seat);
-        }
-      }
-      continue;
-    }
-
-    ++reasons[int(result.end)];
-    const char* score = result.winner == 0 ? "1-0" : result.winner == 1 ? "0-1" : "1/2-1/2";
-    for (int e = 0; e < 2; ++e) {
-      const int colour = e == white ? 0 : 1;
-      if (result.winner < 0) ++tally[e].draws;
-      else if (result.winner == colour) ++tally[e].wins;
-      else ++tally[e].losses;
-    }
-    std::printf("game %d/%d: %s-%s %s %s, %zu plies, %.1f s | %s +%d =%d -%d\n", g + 1, m.games,
-                seats[white].setup.label.c_str(), seats[1 - white].setup.label.c_str(), score,
-                game_end_text(result.end), plies, (now_ms() - game_start) / 1000.0, seats[0].setup.label.c_str(),
-                tally[0].wins, tally[0].draws, tally[0].losses);
-    if (m.show_moves) std::printf("%s", game_transcript(board).c_str());
-    std::fflush(stdout);
+    play_counted_game(s, m, g, opening);
   }
 
   // A clean quit is part of the test: sanitizers report at exit through the status.
-  if (engines_open)
-    for (EngineSeat& seat : seats) {
+  if (s.engines_open)
+    for (EngineSeat& seat : s.seats) {
       const std::string quit_failure = close_seat(seat, m.game.timeouts.ready_ms);
       if (!quit_failure.empty()) {
-        ++failures;
+        ++s.failures;
         report_failure("at quit", seat, quit_failure, nullptr);
       }
     }
-
-  std::printf("\nreferee summary: %d of %d games played in %.1f s, %ld plies\n", played, m.games,
-              (now_ms() - match_start) / 1000.0, total_plies);
-  for (int e = 0; e < 2; ++e)
-    std::printf("  %-16s wins %d  draws %d  losses %d\n", m.engines[e].label.c_str(), tally[e].wins,
-                tally[e].draws, tally[e].losses);
-  std::printf("  endings:");
-  const char* separator = " ";
-  for (int r = 1; r < 7; ++r)
-    if (reasons[r]) std::printf("%s%s %d", separator, game_end_text(GameEnd(r)), reasons[r]), separator = ", ";
-  std::printf("\n  moves past the clock within the grace: %d (longest %lld ms)\n", late_moves,
-              (long long)longest_overrun);
-  std::printf("  failures: %d\n", failures);
-  std::printf("%s\n", failures ? "referee: FAILED" : "referee: OK");
-  return failures ? 1 : 0;
+  print_summary(s, m, match_start);
+  return s.failures ? 1 : 0;
 }
