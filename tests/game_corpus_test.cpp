@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "board/movegen.h"
-#include "common/chess960_start.h"
+#include "games/chess960_start.h"
 #include "common/game_corpus.h"
-#include "common/split_mix_rng.h"
+#include "games/split_mix_rng.h"
 #include "common/training_file.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/datagen_runs.h"

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "board/movegen.h"
-#include "common/chess960_start.h"
-#include "common/game_board.h"
+#include "games/chess960_start.h"
+#include "games/game_board.h"
 #include "common/game_corpus.h"
 #include "common/san.h"
 #include "common/training_file.h"

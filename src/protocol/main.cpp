@@ -3,6 +3,7 @@
 #include "eval/network.h"
 #include "protocol/command_line.h"
 #include "protocol/engine_options.h"
+#include "protocol/genfens_run.h"
 #include "protocol/pgo_run.h"
 #include "protocol/read_loop.h"
 #include "protocol/search_limits.h"
@@ -24,13 +25,17 @@ int main(int argc, char** argv) {
   // other arithmetic is refused before any command is read.
   load_network(tesmar_embedded_network);
   check_network_header_or_exit(tesmar_embedded_network);
-  // The fixed runs go straight to tear-down, as after quit.
-  if (pgo_run_requested(argc, argv))
+  // The command-line runs go straight to tear-down, as after quit.
+  int status = 0;
+  if (pgo_run_requested(argc, argv)) {
     pgo_run();
-  else if (bench_run_requested(argc, argv))
+  } else if (bench_run_requested(argc, argv)) {
     bench_run();
-  else
+  } else if (genfens_run_requested(argc, argv)) {
+    status = genfens_command(argv[1]) ? 0 : 1;
+  } else {
     read_loop();
+  }
   tear_down();
-  return 0;
+  return status;
 }

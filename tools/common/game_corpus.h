@@ -24,7 +24,7 @@
 #include <vector>
 
 #include "board/move.h"
-#include "common/game_board.h"
+#include "games/game_board.h"
 #include "common/training_record.h"
 
 constexpr char CORPUS_MAGIC[8] = {'T', 'E', 'S', 'M', 'A', 'R', 'G', 'C'};

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "common/record_features.h"
-#include "common/split_mix_rng.h"
+#include "games/split_mix_rng.h"
 
 bool held_out(uint64_t seed, double share, int64_t index) {
   SplitMixRng rng{seed * 0xD1B54A32D192ED03ull ^ uint64_t(index)};

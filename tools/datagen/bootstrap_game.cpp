@@ -8,7 +8,7 @@
 #include "board/movegen.h"
 #include "common/teacher.h"
 #include "datagen/game_records.h"
-#include "datagen/start_positions.h"
+#include "games/start_positions.h"
 #include "search/score.h"
 
 namespace {

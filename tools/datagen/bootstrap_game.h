@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "common/game_board.h"
-#include "common/split_mix_rng.h"
 #include "common/training_record.h"
+#include "games/game_board.h"
+#include "games/split_mix_rng.h"
 
 // Plays one game from a random line of openings (or the start position); records becomes
 // the positions it keeps, results settled. Returns the result from White's view.

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "games/start_positions.h"
+
 enum class DatagenMode { BOOTSTRAP, SELFPLAY };
 
 struct DatagenOptions {
@@ -13,7 +15,7 @@ struct DatagenOptions {
   int64_t positions = 0;
   int64_t nodes = 5000;  // self-play: nodes per move
   int threads = 0;  // 0: every core the process may run on
-  int random_plies = 8;  // self-play: random plies after the opening line
+  int random_plies = DEFAULT_RANDOM_PLIES;  // self-play: random plies after the opening line
   double chess960_share = 0.1;
   // Fixed by default, so that the same command run again goes on with the same games.
   uint64_t seed = 1;

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "board/position.h"
-#include "common/game_board.h"
 #include "common/training_record.h"
+#include "games/game_board.h"
 
 // A game that runs this many plies from its start position is drawn: long shuffles teach little.
 constexpr int PLY_CAP = 400;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "common/game_board.h"
+#include "games/game_board.h"
 #include "common/game_corpus.h"
 
 struct PgnGame {

@@ -4,11 +4,9 @@
 #include <cstdlib>
 
 #include "board/fen_write.h"
-#include "common/chess960_start.h"
-#include "datagen/engine_search.h"
 #include "datagen/game_records.h"
-#include "datagen/start_positions.h"
-#include "protocol/engine_options.h"
+#include "games/engine_search.h"
+#include "games/start_positions.h"
 #include "search/score.h"
 
 namespace {
@@ -24,15 +22,9 @@ constexpr int DRAW_FIRST_PLY = 80;
 int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings, const SelfplaySettings& settings,
                        SplitMixRng& rng, std::vector<TrainingRecord>& records, CorpusGame& played) {
   records.clear();
-  const bool chess960 = rng.uniform() < settings.chess960_share;
-  const std::string fen = chess960 ? chess960_start_fen(rng.below(960)) : pick_opening(openings, rng);
-  // make_move plays castling by this option, and the evaluation adds its corner-bishop terms.
-  engine_options.UCI_Chess960 = chess960;
-  int random_plies = settings.random_plies;
-  if (!start_with_random_plies(game, fen.c_str(), random_plies, rng)) {
-    start_board(game, fen.c_str());
-    random_plies = 0;
-  }
+  // The start also sets UCI_Chess960, by which the evaluation adds its corner-bishop terms.
+  const GameStart start = start_random_game(game, openings, settings.random_plies, settings.chess960_share, rng);
+  const bool chess960 = start.chess960;
   clear_engine();
   char start_fen[FEN_BUFFER_SIZE];
   position_to_fen(board_position(game), start_fen, chess960);
@@ -42,7 +34,7 @@ int play_selfplay_game(GameBoard& game, const std::vector<std::string>& openings
   played.moves.clear();
   played.scores.clear();
   // The game's plies count from the opening line, the random ones included.
-  const int first_ply = game.ply - random_plies;
+  const int first_ply = game.ply - start.random_plies;
   int resign_run = 0;  // plies in a row that both searches gave to White (positive) or Black (negative)
   int quiet_run = 0;   // plies in a row with a score near zero
   int result = 0;

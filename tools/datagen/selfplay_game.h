@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "common/game_board.h"
 #include "common/game_corpus.h"
-#include "common/split_mix_rng.h"
 #include "common/training_record.h"
+#include "games/game_board.h"
+#include "games/split_mix_rng.h"
 
 struct SelfplaySettings {
   int64_t nodes;

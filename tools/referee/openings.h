@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "common/split_mix_rng.h"
+#include "games/split_mix_rng.h"
 #include "game_record.h"
 
 // A handful of Shredder-FEN starts used when no file is given for Chess960.

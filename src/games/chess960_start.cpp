@@ -1,4 +1,4 @@
-#include "common/chess960_start.h"
+#include "games/chess960_start.h"
 
 #include <cctype>
 

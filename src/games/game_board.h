@@ -1,5 +1,5 @@
 #pragma once
-// One game as the data generator plays it: the positions on a thread's stack (cut at
+// One game played inside this process, as datagen and genfens play them: the positions on a thread's stack (cut at
 // every irreversible move, so that the stack stays short), the keys for repetitions, and
 // the draws and mates by the rules of chess. Searches may use the slots above the game.
 #include <cstdint>

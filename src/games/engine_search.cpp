@@ -1,4 +1,4 @@
-#include "datagen/engine_search.h"
+#include "games/engine_search.h"
 
 #include <cstring>
 

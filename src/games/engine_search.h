@@ -1,10 +1,11 @@
 #pragma once
-// The engine's own search, run in this process on one thread with a node limit. The
-// search state is process-wide, so each worker process has its own.
+// The engine's own search, run in this process on one thread with a node limit: the moves
+// of datagen's games and the verdicts of genfens. The search state is process-wide, so
+// each datagen worker is a process of its own.
 #include <cstdint>
 
 #include "board/move.h"
-#include "common/game_board.h"
+#include "games/game_board.h"
 
 struct EngineAnswer {
   Move move;      // 0 when the position has no legal move

@@ -1,4 +1,4 @@
-#include "common/game_board.h"
+#include "games/game_board.h"
 
 #include <algorithm>
 #include <cstdlib>
