@@ -338,8 +338,11 @@ bool parse_table_file(TableEntry& entry, int kind, FileCheck& check) {
         at += bytes;
       }
   check.end = at;
-  // Every file ends in 16 bytes behind its data, which the last block's reads may touch.
-  if (size - at < 16) return fail(cut_short(check, size, at + 16));
+  // Every file is padded from its last data area to a multiple of 64 bytes and ends 16
+  // bytes behind that; the last block's reads may touch them, and a file that lacks any
+  // of them was cut.
+  const uint64_t whole = ((at + 63) & ~uint64_t(63)) + 16;
+  if (size < whole) return fail(cut_short(check, size, whole));
   return true;
 }
 
