@@ -189,6 +189,46 @@ BookAnswer answer(EngineProcess& engine, const std::string& commands) {
   return a;
 }
 
+// The tool names a file that can be no book, where the engine finds nothing in it in
+// silence; a usable book, in it or not, answers with status 0.
+TEST(Book, BookprobeSaysWhyAFileIsNoBook) {
+  TempDir dir;
+  const uint64_t start = key_after("");
+  write_book(dir.file("good.bin"), {{start, book_move("e2e4"), 10}});
+  write_book(dir.file("torn.bin"), {{start, book_move("e2e4"), 10}}, 3);
+  write_book(dir.file("empty.bin"), {});
+  fs::create_directory(dir.path / "folder.bin");
+  std::string unsorted = file_text(dir.path / "good.bin");
+  std::rotate(unsorted.begin(), unsorted.begin() + 16, unsorted.end());  // the first key moves to the end
+  std::FILE* file = std::fopen(dir.file("unsorted.bin").c_str(), "wb");
+  std::fwrite(unsorted.data(), 1, unsorted.size(), file);
+  std::fclose(file);
+
+  const std::string tool = std::string(TESMAR_TOOLS_DIR) + "/bookprobe ";
+  struct Case {
+    std::string arguments;
+    int status;
+    const char* says;
+  };
+  const Case CASES[] = {
+      {dir.file("good.bin") + " startpos", 0, "engine plays e2e4"},
+      {dir.file("good.bin") + " '8/8/8/8/8/8/8/8 w - - 0 1'", 2, "bad FEN: each side needs exactly one king"},
+      {dir.file("torn.bin") + " startpos", 1, "are not whole 16-byte entries"},
+      {dir.file("empty.bin") + " startpos", 1, "is no Polyglot book: it is empty"},
+      {dir.file("folder.bin") + " startpos", 1, "is no Polyglot book: it is a folder"},
+      {dir.file("unsorted.bin") + " startpos", 1, "its keys are not sorted (entry 2 "},
+      {dir.file("missing.bin") + " startpos", 1, "cannot open it: No such file"},
+      {"--help", 0, "usage: bookprobe BOOK"},
+      {"-h", 0, "usage: bookprobe BOOK"},
+      {"", 2, "usage: bookprobe BOOK"},
+  };
+  for (const Case& c : CASES) {
+    const CommandRun run = run_command(tool + c.arguments + " 2>&1");
+    EXPECT_EQ(run.status, c.status) << c.arguments << "\n" << run.output;
+    EXPECT_NE(run.output.find(c.says), std::string::npos) << c.arguments << "\n" << run.output;
+  }
+}
+
 TEST(Book, GoAnswersFromTheBookAndSearchesOtherwise) {
   TempDir dir;
   const std::string book = write_book(dir.file("go.bin"), {{key_after(""), book_move("e2e4"), 5},

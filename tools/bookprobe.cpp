@@ -1,7 +1,15 @@
 // Lists what a Polyglot book holds for one position:
 //   bookprobe BOOK "FEN"|startpos [--chess960]
 // One line per entry in file order (move as the engine prints it, weight, share of the
-// weights), then the move the engine plays from it with BookRandom off.
+// weights), then the move the engine plays from it with BookRandom off. A file that can't
+// be a Polyglot book (a folder, empty, not whole 16-byte entries, keys out of order) is
+// named as such: the engine would find nothing in it, in silence. Exit status: 0 for an
+// answer (in the book or not), 1 for a file that is no usable book, 2 for a bad FEN or
+// command line.
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -17,9 +25,44 @@
 
 namespace {
 
+constexpr const char* USAGE =
+    "usage: bookprobe BOOK \"FEN\"|startpos [--chess960]\n"
+    "Exit status: 0 answered, 1 BOOK is no usable Polyglot book, 2 a bad FEN or command line.\n";
+
 int usage() {
-  std::fprintf(stderr, "usage: bookprobe BOOK \"FEN\"|startpos [--chess960]\n");
+  std::fputs(USAGE, stderr);
   return 2;
+}
+
+// Null when the file looks like a Polyglot book: a file of whole 16-byte entries whose
+// big-endian keys never fall; else why not, in `why`.
+const char* book_fault(const char* path, std::string& why) {
+  struct stat status;
+  if (stat(path, &status) != 0) return (why = std::string("cannot open it: ") + std::strerror(errno)).c_str();
+  if (S_ISDIR(status.st_mode)) return "it is a folder, not a book file";
+  if (!S_ISREG(status.st_mode)) return "it is not a file";
+  if (status.st_size == 0) return "it is empty";
+  if (status.st_size % 16) {
+    why = "its " + std::to_string(status.st_size) + " bytes are not whole 16-byte entries";
+    return why.c_str();
+  }
+  std::FILE* file = std::fopen(path, "rb");
+  if (!file) return (why = std::string("cannot open it: ") + std::strerror(errno)).c_str();
+  uint64_t previous = 0, entry = 0;
+  uint8_t bytes[16];
+  while (std::fread(bytes, 1, 16, file) == 16) {
+    uint64_t key = 0;
+    for (int i = 0; i < 8; ++i) key = key << 8 | bytes[i];
+    if (key < previous) {
+      std::fclose(file);
+      why = "its keys are not sorted (entry " + std::to_string(entry) + " comes before the one above it)";
+      return why.c_str();
+    }
+    previous = key;
+    ++entry;
+  }
+  std::fclose(file);
+  return nullptr;
 }
 
 }  // namespace
@@ -30,6 +73,10 @@ int main(int argc, char** argv) {
   const char* book = nullptr;
   const char* fen = nullptr;
   for (int i = 1; i < argc; ++i) {
+    if (!std::strcmp(argv[i], "-h") || !std::strcmp(argv[i], "--help")) {
+      std::fputs(USAGE, stdout);
+      return 0;
+    }
     if (!std::strcmp(argv[i], "--chess960"))
       engine_options.UCI_Chess960 = true;
     else if (!book)
@@ -49,6 +96,11 @@ int main(int argc, char** argv) {
   Position pos;
   read_fen(pos, fen_text.c_str());
 
+  std::string why;
+  if (const char* fault = book_fault(book, why)) {
+    std::fprintf(stderr, "%s is no Polyglot book: %s\n", book, fault);
+    return 1;
+  }
   std::FILE* file = std::fopen(book, "rb");
   if (!file) {
     std::fprintf(stderr, "cannot open %s\n", book);

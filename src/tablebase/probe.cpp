@@ -48,10 +48,11 @@ int probe_table(ThreadData& thread, int w, int& success, int kind) {
     return 0;
   }
   TableEntry& entry = *found;
-  if (!entry.ready[kind].load(std::memory_order_acquire)) {
+  if (entry.ready[kind].load(std::memory_order_acquire) != FILE_READY) {
     SpinLock& lock = table_registry.table_lock;
     lock.lock();
-    const bool ready = entry.ready[kind].load(std::memory_order_acquire) || first_use_table(entry, slot, pos, kind);
+    const uint8_t state = entry.ready[kind].load(std::memory_order_acquire);
+    const bool ready = state == FILE_READY || (state == FILE_UNUSED && first_use_table(entry, pos, kind));
     lock.unlock();
     if (!ready) {
       success = 0;

@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "protocol/search_limits.h"
 #include "tablebase/embedded_tables.h"
 #include "tablebase/table_format.h"
 
@@ -86,21 +88,22 @@ uint64_t material_key(const Position& pos) {
 bool table_file_exists(const char* name, const char* suffix) {
   // Tables of up to four men are part of the program.
   if (std::strlen(name) < 6) return true;
-  const int fd = open_table_file(name, suffix);
-  if (fd < 0) return false;
-  close(fd);
-  return true;
+  return find_table_file(name, suffix, nullptr) != nullptr;
 }
 
-int open_table_file(const char* name, const char* suffix) {
+const char* find_table_file(const char* name, const char* suffix, char* path) {
   for (const char* directory : table_registry.table_directories) {
-    char path[TABLE_NAME_LIMIT];
-    const int length = std::snprintf(path, sizeof path, "%s/%s%s", directory, name, suffix);
+    char full[TABLE_NAME_LIMIT];
+    const int length = std::snprintf(full, sizeof full, "%s/%s%s", directory, name, suffix);
     if (length < 0 || length >= TABLE_NAME_LIMIT) continue;
-    const int fd = open(path, O_RDONLY);
-    if (fd >= 0) return fd;
+    // Anything under the name counts, also what can't be read: its first use then says
+    // what is wrong with it, where a file passed over in silence would leave the user guessing.
+    struct stat status;
+    if (stat(full, &status) != 0) continue;
+    if (path) std::memcpy(path, full, size_t(length) + 1);
+    return directory;
   }
-  return -1;
+  return nullptr;
 }
 
 void register_table(const char* name, int32_t& largest) {
@@ -129,8 +132,8 @@ void register_table(const char* name, int32_t& largest) {
   e.symmetric = key == mirror_key;
   e.view[WDL] = e.view[DTZ] = nullptr;
   e.mapping[WDL] = e.mapping[DTZ] = 0;
-  e.ready[WDL].store(0, std::memory_order_relaxed);
-  e.ready[DTZ].store(0, std::memory_order_relaxed);
+  e.ready[WDL].store(FILE_UNUSED, std::memory_order_relaxed);
+  e.ready[DTZ].store(FILE_UNUSED, std::memory_order_relaxed);
   ++r.wdl_file_count;
   e.has_dtz = table_file_exists(name, SUFFIXES[DTZ]);
   r.dtz_file_count += e.has_dtz;
@@ -162,12 +165,15 @@ void register_table(const char* name, int32_t& largest) {
 
 void release_table(TableEntry& entry) {
   for (int kind : {WDL, DTZ}) {
-    if (!entry.ready[kind].load(std::memory_order_relaxed)) continue;
+    if (entry.ready[kind].load(std::memory_order_relaxed) != FILE_READY) {
+      entry.ready[kind].store(FILE_UNUSED, std::memory_order_relaxed);
+      continue;
+    }
     if (entry.view[kind] && !is_embedded_data(entry.view[kind]))
       munmap(const_cast<uint8_t*>(entry.view[kind]), entry.mapping[kind]);
     free_decoders(entry, kind);
     entry.view[kind] = nullptr;
-    entry.ready[kind].store(0, std::memory_order_relaxed);
+    entry.ready[kind].store(FILE_UNUSED, std::memory_order_relaxed);
   }
 }
 
@@ -205,7 +211,47 @@ int32_t tb_init(const char* path) {
   return largest;
 }
 
-bool first_use_table(TableEntry& entry, TableSlot& slot, const Position& pos, int kind) {
+namespace {
+
+// Maps a whole file read-only; null, with the reason noted, when that can't be done.
+const uint8_t* map_table_file(const char* path, uint64_t& size, FileCheck& check) {
+  const int fd = open(path, O_RDONLY);
+  if (fd < 0) {
+    std::snprintf(check.fault, sizeof check.fault, "cannot be opened: %s", std::strerror(errno));
+    return nullptr;
+  }
+  struct stat status;
+  void* mapped = MAP_FAILED;
+  if (fstat(fd, &status) != 0)
+    std::snprintf(check.fault, sizeof check.fault, "cannot be read: %s", std::strerror(errno));
+  else if (!S_ISREG(status.st_mode))
+    std::snprintf(check.fault, sizeof check.fault, "not a file but %s", S_ISDIR(status.st_mode) ? "a folder" : "a device");
+  else if (status.st_size == 0)
+    std::snprintf(check.fault, sizeof check.fault, "an empty file");
+  else {
+    size = uint64_t(status.st_size);
+    mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
+    if (mapped == MAP_FAILED)
+      std::snprintf(check.fault, sizeof check.fault, "cannot be mapped into memory: %s", std::strerror(errno));
+  }
+  close(fd);
+  return mapped == MAP_FAILED ? nullptr : static_cast<const uint8_t*>(mapped);
+}
+
+// The one line that says a file is not used, and why; a search may be printing beside it.
+void report_unusable(const char* file_name, const char* directory, const char* why) {
+  search_limits.OutputLock.lock();
+  if (directory)
+    std::printf("info string Table %s in %s not used: %s\n", file_name, directory, why);
+  else
+    std::printf("info string Table %s built into the program not used: %s\n", file_name, why);
+  std::fflush(stdout);
+  search_limits.OutputLock.unlock();
+}
+
+}  // namespace
+
+bool first_use_table(TableEntry& entry, const Position& pos, int kind) {
   // The file name from the board: the left side of the name is White when the
   // position's material reads as the entry's key.
   const bool white_left = material_key(pos) == entry.key;
@@ -220,52 +266,45 @@ bool first_use_table(TableEntry& entry, TableSlot& slot, const Position& pos, in
       for (int i = popcount(men & pos.bb[kind_of_letter(*letter)]); i > 0; --i) name[n++] = *letter;
   }
   name[n] = 0;
+  char file_name[32];
+  std::snprintf(file_name, sizeof file_name, "%s%s", name, SUFFIXES[kind]);
 
+  // A file that fails stays failed for both colour orders until the registry is rebuilt.
+  FileCheck check;
+  const char* directory = nullptr;
   const uint8_t* view = nullptr;
   uint64_t size = 0;
-  bool embedded = false;
   if (n >= 6) {
-    const int fd = open_table_file(name, SUFFIXES[kind]);
-    if (fd < 0) {
-      slot.entry.store(nullptr, std::memory_order_relaxed);
-      return false;
+    char path[TABLE_NAME_LIMIT];
+    directory = find_table_file(name, SUFFIXES[kind], path);
+    if (!directory) {
+      std::snprintf(check.fault, sizeof check.fault, "no longer there");
+      directory = "the SyzygyPath folders";
+    } else {
+      view = map_table_file(path, size, check);
     }
-    struct stat status;
-    void* mapped = MAP_FAILED;
-    if (fstat(fd, &status) == 0) {
-      size = uint64_t(status.st_size);
-      mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
-    }
-    close(fd);
-    if (mapped == MAP_FAILED) {
-      std::fprintf(stderr, "Could not map %s%s into memory.\n", name, SUFFIXES[kind]);
-      std::fflush(stderr);
-      std::exit(1);
-    }
-    view = static_cast<const uint8_t*>(mapped);
-  } else {
-    char file_name[32];
-    std::snprintf(file_name, sizeof file_name, "%s%s", name, SUFFIXES[kind]);
-    const EmbeddedTable* table = find_embedded_table(file_name);
-    if (!table) {
-      slot.entry.store(nullptr, std::memory_order_relaxed);
-      return false;
-    }
+  } else if (const EmbeddedTable* table = find_embedded_table(file_name)) {
     view = table->data;
     size = table->size;
-    embedded = true;
   }
-
-  if (std::memcmp(view, kind == WDL ? WDL_MAGIC : DTZ_MAGIC, 4) != 0) {
-    std::fputs("Corrupted table.\n", stderr);
-    std::fflush(stderr);
-    if (!embedded) munmap(const_cast<uint8_t*>(view), size);
-    slot.entry.store(nullptr, std::memory_order_relaxed);
+  // A build without some embedded file simply has no such table: nothing to report.
+  if (!view && n < 6) {
+    entry.ready[kind].store(FILE_FAILED, std::memory_order_release);
     return false;
   }
-  entry.view[kind] = view;
-  entry.mapping[kind] = size;
-  parse_table_file(entry, kind);
-  entry.ready[kind].store(1, std::memory_order_release);
-  return true;
+  if (view) {
+    entry.view[kind] = view;
+    entry.mapping[kind] = size;
+    if (size < 4 || std::memcmp(view, kind == WDL ? WDL_MAGIC : DTZ_MAGIC, 4) != 0)
+      std::snprintf(check.fault, sizeof check.fault, "not a %s table (wrong magic number)", kind == WDL ? "WDL" : "DTZ");
+    else if (parse_table_file(entry, kind, check)) {
+      entry.ready[kind].store(FILE_READY, std::memory_order_release);
+      return true;
+    }
+    if (n >= 6) munmap(const_cast<uint8_t*>(view), size);
+    entry.view[kind] = nullptr;
+  }
+  report_unusable(file_name, directory, check.fault);
+  entry.ready[kind].store(FILE_FAILED, std::memory_order_release);
+  return false;
 }

@@ -26,7 +26,7 @@ constexpr int TABLE_NAME_LIMIT = 260;   // a file name with its terminator
 
 struct TableSlot {
   uint64_t key;                      // 0 when empty
-  std::atomic<TableEntry*> entry;    // cleared when the file of this colour order fails
+  std::atomic<TableEntry*> entry;    // set at registration, read by every probe
 };
 
 struct TableRegistry {
@@ -49,8 +49,9 @@ int32_t tb_init(const char* path);
 
 void register_table(const char* name, int32_t& largest);
 bool table_file_exists(const char* name, const char* suffix);
-// An open file descriptor from the first directory that has the file, or -1.
-int open_table_file(const char* name, const char* suffix);
+// The first directory that has something under the file's name, with its full name in
+// path (TABLE_NAME_LIMIT bytes) unless that is null; null when none has.
+const char* find_table_file(const char* name, const char* suffix, char* path);
 void release_table(TableEntry& entry);
 
 // The hash slot of a material key: the one holding it, or the empty slot where the search stopped.
@@ -64,7 +65,8 @@ inline TableSlot& find_table_slot(uint64_t key) {
 // The material key of a position, colours as on the real board.
 uint64_t material_key(const Position& pos);
 
-// Maps (or finds the embedded bytes of) one file of the table reached through the slot,
-// for the material of pos, and parses it. Runs with table_lock held. False on failure,
-// after which the slot leads nowhere.
-bool first_use_table(TableEntry& entry, TableSlot& slot, const Position& pos, int kind);
+// Maps (or finds the embedded bytes of) one file of the entry, named from the material of
+// pos, checks it against its length and parses it. Runs with table_lock held. False when
+// the file can't be used: it is then marked FILE_FAILED, once with one info string line
+// that names it, its folder and what is wrong.
+bool first_use_table(TableEntry& entry, const Position& pos, int kind);

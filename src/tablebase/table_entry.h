@@ -16,8 +16,15 @@ struct SymbolDecoder {
   uint8_t block_size;
   uint8_t index_bits;  // 0 for a slice that holds one value
   uint8_t shortest;
-  uint8_t constant[3];  // for a slice that holds one value: its symbol, a leaf
+  // For a slice that holds one value: its symbol, a leaf. For the others: the draw that
+  // a damaged index or block reads as.
+  uint8_t constant[3];
   uint64_t* limit;     // left-aligned lowest code of each length
+  // Bounds that keep a damaged file's lookups inside it.
+  uint64_t index_entries;  // entries of index_table
+  uint32_t size_entries;   // entries of size_table, real blocks and extra ones
+  uint32_t blocks;         // real blocks in data
+  const uint8_t* file_end;
 };
 
 // One side of one leading file of a table file.
@@ -31,11 +38,17 @@ struct TableSlice {
 constexpr int WDL = 0;
 constexpr int DTZ = 1;
 
+// States of a file of a TableEntry: not yet used, set up, or found unusable at its first
+// use (then the material plays as if the file were missing until the registry is rebuilt).
+constexpr uint8_t FILE_UNUSED = 0;
+constexpr uint8_t FILE_READY = 1;
+constexpr uint8_t FILE_FAILED = 2;
+
 struct TableEntry {
   uint64_t key;                      // material key of the name as written, left side as White
   const uint8_t* view[2];            // file bytes, WDL then DTZ; null until first use
   uint64_t mapping[2];               // length of the mapping (or of the embedded file)
-  std::atomic<uint8_t> ready[2];     // published last, once the file is set up
+  std::atomic<uint8_t> ready[2];     // FILE_UNUSED, FILE_READY (published last) or FILE_FAILED
   uint8_t men;
   uint8_t symmetric;
   uint8_t has_pawns;
@@ -46,5 +59,6 @@ struct TableEntry {
   TableSlice dtz_slices[4];
   const uint8_t* dtz_map;     // value maps of the DTZ file
   uint16_t map_start[4][4];   // start of each map in map entries from dtz_map
+  uint16_t map_length[4][4];  // entries of each map
   uint8_t dtz_flags[4];
 };

@@ -1,10 +1,13 @@
 #include "tablebase/table_format.h"
 
 #include <algorithm>
+#include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "tablebase/index_tables.h"
+#include "tablebase/registry.h"
 
 namespace {
 
@@ -78,38 +81,115 @@ uint64_t setup_slice(TableSlice& slice, const TableEntry& entry, const uint8_t* 
   return f;
 }
 
-void measure_symbol(SymbolDecoder& decoder, int s, bool* done) {
+namespace {
+
+// Notes why a file can't be used; always false, for the caller to return.
+[[gnu::format(printf, 2, 3)]] bool fault(FileCheck& check, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(check.fault, sizeof check.fault, format, arguments);
+  va_end(arguments);
+  return false;
+}
+
+bool cut_short(FileCheck& check, uint64_t size, uint64_t needed) {
+  return fault(check, "cut short: %llu bytes where its header needs at least %llu", (unsigned long long)size,
+               (unsigned long long)needed);
+}
+
+// Whether a slice lists exactly the men of the entry's name, like men side by side, with
+// the men the index places first where it expects them: the leading pawns (then the other
+// side's pawns), or two or three single men. The probe gathers the men of one code at a
+// time, so a header that breaks this would make it gather too many or too few.
+bool slice_fits_name(const TableSlice& slice, const TableEntry& entry, bool has_pawns) {
+  int expected[16] = {};
+  for (int colour = 0; colour < 2; ++colour) {
+    for (int kind = 1; kind < 6; ++kind)
+      expected[8 * colour + kind] = int(entry.key >> __builtin_ctzll(MATERIAL_KEY[colour][kind] - 1) & 15);
+    expected[8 * colour + 6] = 1;
+  }
+  int seen[16] = {};
+  for (int i = 0; i < entry.men; ++i) {
+    const int code = slice.pieces[i];
+    if (i > 0 && code != slice.pieces[i - 1] && seen[code]) return false;
+    ++seen[code];
+  }
+  if (!std::equal(std::begin(seen), std::end(seen), std::begin(expected))) return false;
+  if (has_pawns) {
+    // The leading side is the left one unless the right has fewer pawns, or the left none.
+    const int left = expected[1], right = expected[9];
+    const int lead = right && (!left || left > right) ? 9 : 1;
+    for (int i = 0; i < entry.pawn_count[0]; ++i)
+      if (slice.pieces[i] != lead) return false;
+    for (int i = 0; i < entry.pawn_count[1]; ++i)
+      if (slice.pieces[entry.pawn_count[0] + i] != (lead ^ 8)) return false;
+    return true;
+  }
+  for (int i = 0; i < (entry.pair_index ? 2 : 3); ++i)
+    if (expected[slice.pieces[i]] != 1) return false;
+  return true;
+}
+
+// Number of values symbol s stands for, minus 1, after those of its halves; state 1 marks
+// a symbol being measured, 2 one done. False when a half names no symbol, a symbol
+// contains itself, or one stands for more values than a length byte holds.
+bool measure_symbol(SymbolDecoder& decoder, int n, int s, uint8_t* state) {
+  state[s] = 1;
   const uint8_t* symbol = decoder.symbols + 3 * s;
   const int right = right_of(symbol);
   if (right == LEAF) {
     decoder.symbol_length[s] = 0;
   } else {
     const int left = left_of(symbol);
-    if (!done[left]) measure_symbol(decoder, left, done);
-    if (!done[right]) measure_symbol(decoder, right, done);
-    decoder.symbol_length[s] = uint8_t(decoder.symbol_length[left] + decoder.symbol_length[right] + 1);
+    if (left >= n || right >= n) return false;
+    for (const int half : {left, right}) {
+      if (state[half] == 1) return false;
+      if (state[half] == 0 && !measure_symbol(decoder, n, half, state)) return false;
+    }
+    const int length = decoder.symbol_length[left] + decoder.symbol_length[right] + 1;
+    if (length > 255) return false;
+    decoder.symbol_length[s] = uint8_t(length);
   }
-  done[s] = true;
+  state[s] = 2;
+  return true;
 }
 
-SymbolDecoder* setup_decoder(const uint8_t*& read, uint64_t table_size, SliceAreas& areas, uint8_t& flags,
-                             int kind) {
-  const uint8_t* d = read;
+// Code lengths beyond this would not fit the 64-bit window that decode_value refills 32
+// bits at a time.
+constexpr int LONGEST_CODE = 32;
+
+}  // namespace
+
+SymbolDecoder* setup_decoder(const uint8_t* base, uint64_t size, uint64_t& at, uint64_t table_size,
+                             SliceAreas& areas, uint8_t& flags, int kind, FileCheck& check) {
+  if (size < at + 2) return cut_short(check, size, at + 2), nullptr;
+  const uint8_t* d = base + at;
   flags = d[0];
   if (flags & 0x80) {
+    if (kind == WDL && d[1] > 4) return fault(check, "a stored value of %d", int(d[1]) - 2), nullptr;
     auto* decoder = static_cast<SymbolDecoder*>(std::calloc(1, sizeof(SymbolDecoder)));
     decoder->constant[0] = kind == WDL ? d[1] : 0;
     decoder->constant[1] = uint8_t(LEAF << 4);
     decoder->constant[2] = uint8_t(LEAF >> 4);
-    read = d + 2;
+    at += 2;
     areas = {0, 0, 0};
     return decoder;
   }
+  if (size < at + 12) return cut_short(check, size, at + 12), nullptr;
   const int block_size = d[1], index_bits = d[2], extra_blocks = d[3];
   const uint32_t real_blocks = read32(d + 4);
   const int longest = d[8], shortest = d[9];
+  if (block_size > 31 || index_bits < 1 || index_bits > 31 || shortest < 1 || longest < shortest ||
+      longest > LONGEST_CODE)
+    return fault(check, "a compression header with block size %d, index bits %d, code lengths %d to %d",
+                 block_size, index_bits, shortest, longest),
+           nullptr;
   const int h = longest - shortest + 1;
+  if (size < at + 12 + 2 * h) return cut_short(check, size, at + 12 + 2 * h), nullptr;
   const int n = read16(d + 10 + 2 * h);
+  const uint64_t header_end = at + 12 + 2 * uint64_t(h) + 3 * uint64_t(n) + (n & 1);
+  if (size < header_end) return cut_short(check, size, header_end), nullptr;
+  if (n == 0) return fault(check, "a compression header without symbols"), nullptr;
 
   auto* block = static_cast<uint8_t*>(std::malloc(sizeof(SymbolDecoder) + 8 * size_t(h) + size_t(n)));
   auto* decoder = reinterpret_cast<SymbolDecoder*>(block);
@@ -119,18 +199,33 @@ SymbolDecoder* setup_decoder(const uint8_t*& read, uint64_t table_size, SliceAre
   decoder->block_size = uint8_t(block_size);
   decoder->index_bits = uint8_t(index_bits);
   decoder->shortest = uint8_t(shortest);
+  decoder->constant[0] = kind == WDL ? 2 : 0;
+  decoder->constant[1] = uint8_t(LEAF << 4);
+  decoder->constant[2] = uint8_t(LEAF >> 4);
   decoder->first_symbol = d + 10;
   decoder->symbols = d + 12 + 2 * h;
-  read = d + 12 + 2 * h + 3 * n + (n & 1);
+  decoder->blocks = real_blocks;
+  decoder->size_entries = real_blocks + uint32_t(extra_blocks);
+  decoder->file_end = base + size;
+  at = header_end;
 
   areas.index_table = ((table_size + (uint64_t(1) << index_bits) - 1) >> index_bits) * 6;
   areas.size_table = (uint64_t(real_blocks) + uint64_t(extra_blocks)) * 2;
   areas.data = uint64_t(real_blocks) << block_size;
+  decoder->index_entries = areas.index_table / 6;
 
-  bool* done = static_cast<bool*>(std::calloc(size_t(n), 1));
-  for (int s = 0; s < n; ++s)
-    if (!done[s]) measure_symbol(*decoder, s, done);
-  std::free(done);
+  auto* state = static_cast<uint8_t*>(std::calloc(size_t(n), 1));
+  bool symbols_sound = true;
+  for (int s = 0; s < n && symbols_sound; ++s)
+    if (!state[s]) symbols_sound = measure_symbol(*decoder, n, s, state);
+  std::free(state);
+  // A WDL value is a leaf's first byte: -2..2 stored as 0..4.
+  for (int s = 0; s < n && symbols_sound && kind == WDL; ++s)
+    symbols_sound = decoder->symbol_length[s] || decoder->symbols[3 * s] <= 4;
+  if (!symbols_sound) {
+    std::free(decoder);
+    return fault(check, "a symbol table that does not describe values"), nullptr;
+  }
 
   // Canonical codes: the limit of each length is the lowest code of that length, counted
   // from the longest code up, and left-aligned so that a 64-bit window compares directly.
@@ -139,75 +234,116 @@ SymbolDecoder* setup_decoder(const uint8_t*& read, uint64_t table_size, SliceAre
   for (int i = h - 2; i >= 0; --i)
     limit[i] = (limit[i + 1] + read16(decoder->first_symbol + 2 * i) - read16(decoder->first_symbol + 2 * (i + 1))) / 2;
   for (int i = 0; i < h; ++i) limit[i] <<= (64 - (shortest + i)) & 63;
+  // Every window that decode_value can meet gives a symbol of the table: the codes that
+  // stop at length shortest + i run from limit[i] to below the limits of shorter lengths.
+  uint64_t above = ~uint64_t(0);  // the highest code still possible
+  for (int i = 0; i < h; ++i) {
+    if (limit[i] <= above) {
+      const uint64_t last = read16(decoder->first_symbol + 2 * i) + ((above - limit[i]) >> (64 - (shortest + i)));
+      if (last >= uint64_t(n)) {
+        std::free(decoder);
+        return fault(check, "codes of length %d beyond its %d symbols", shortest + i, n), nullptr;
+      }
+      if (limit[i] == 0) break;
+      above = limit[i] - 1;
+    }
+  }
   return decoder;
 }
 
-uint64_t parse_table_file(TableEntry& entry, int kind) {
+bool parse_table_file(TableEntry& entry, int kind, FileCheck& check) {
   const uint8_t* const base = entry.view[kind];
+  const uint64_t size = entry.mapping[kind];
   const bool pawns = entry.has_pawns;
   const int files = pawns ? 4 : 1;
-  const bool two_sided = kind == WDL && (base[4] & 1);
-  const int sides = two_sided ? 2 : 1;
+  const int header_bytes = entry.men + 1 + (pawns && entry.pawn_count[1] ? 1 : 0);
+  check = FileCheck{};
   auto slice_of = [&](int f, int side) -> TableSlice& {
     return kind == WDL ? entry.wdl_slices[f][side] : entry.dtz_slices[f];
   };
+  for (int f = 0; f < 4; ++f)
+    for (int side = 0; side < (kind == WDL ? 2 : 1); ++side) slice_of(f, side).decoder = nullptr;
+  uint64_t at = 5 + uint64_t(files) * header_bytes;
+  if (size < at) return cut_short(check, size, at);
+  // A table whose sides differ stores both in its WDL file; the probe relies on it.
+  const bool two_sided = kind == WDL && (base[4] & 1);
+  if (kind == WDL && two_sided == bool(entry.symmetric))
+    return fault(check, "flags that store %s where the name needs %s", two_sided ? "two sides" : "one side",
+                 two_sided ? "one" : "two");
+  const int sides = two_sided ? 2 : 1;
 
   uint64_t table_size[4][2] = {};
-  const uint8_t* p = base + 5;
   for (int f = 0; f < files; ++f) {
-    for (int side = 0; side < sides; ++side) table_size[f][side] = setup_slice(slice_of(f, side), entry, p, 4 * side, f, pawns);
-    if (kind == WDL && !two_sided) entry.wdl_slices[f][1].decoder = nullptr;
-    p += entry.men + 1 + (pawns && entry.pawn_count[1] ? 1 : 0);
+    const uint8_t* header = base + 5 + f * header_bytes;
+    for (int side = 0; side < sides; ++side) {
+      TableSlice& slice = slice_of(f, side);
+      table_size[f][side] = setup_slice(slice, entry, header, 4 * side, f, pawns);
+      const int first = pawns ? entry.pawn_count[0] : 0;
+      if (!slice_fits_name(slice, entry, pawns) || !slice.factor[0] || (pawns && entry.pawn_count[1] && !slice.factor[first]))
+        return fault(check, "a piece header that does not fit its name");
+    }
   }
-  p += (p - base) & 1;
+  at += at & 1;
 
   SliceAreas areas[4][2] = {};
   for (int f = 0; f < files; ++f)
     for (int side = 0; side < sides; ++side) {
       uint8_t flags;
-      slice_of(f, side).decoder = setup_decoder(p, table_size[f][side], areas[f][side], flags, kind);
+      slice_of(f, side).decoder = setup_decoder(base, size, at, table_size[f][side], areas[f][side], flags, kind, check);
+      if (!slice_of(f, side).decoder) {
+        free_decoders(entry, kind);
+        return false;
+      }
       if (kind == DTZ) entry.dtz_flags[f] = flags;
     }
 
+  auto fail = [&](bool) {
+    free_decoders(entry, kind);
+    return false;
+  };
   if (kind == DTZ) {
-    entry.dtz_map = p;
+    const uint64_t map_area = at;
+    entry.dtz_map = base + at;
     for (int f = 0; f < files; ++f) {
       if (!(entry.dtz_flags[f] & 2)) continue;
       const bool wide = entry.dtz_flags[f] & 16;
-      if (wide) p += (p - base) & 1;
+      if (wide) at += at & 1;
       for (int m = 0; m < 4; ++m) {
-        if (wide) {
-          const int n = read16(p);
-          p += 2;
-          entry.map_start[f][m] = uint16_t((p - entry.dtz_map) / 2);
-          p += 2 * n;
-        } else {
-          const int n = *p++;
-          entry.map_start[f][m] = uint16_t(p - entry.dtz_map);
-          p += n;
-        }
+        const uint64_t width = wide ? 2 : 1;
+        if (size < at + width) return fail(cut_short(check, size, at + width));
+        const uint64_t n = wide ? read16(base + at) : base[at];
+        at += width;
+        if (size < at + width * n) return fail(cut_short(check, size, at + width * n));
+        const uint64_t start = (at - map_area) / width;
+        if (start + n > 0xFFFF) return fail(fault(check, "value maps of more than 65535 entries"));
+        entry.map_start[f][m] = uint16_t(start);
+        entry.map_length[f][m] = uint16_t(n);
+        at += width * n;
       }
     }
-    p += (p - base) & 1;
+    at += at & 1;
   }
 
-  for (int f = 0; f < files; ++f)
-    for (int side = 0; side < sides; ++side) {
-      slice_of(f, side).decoder->index_table = p;
-      p += areas[f][side].index_table;
-    }
-  for (int f = 0; f < files; ++f)
-    for (int side = 0; side < sides; ++side) {
-      slice_of(f, side).decoder->size_table = p;
-      p += areas[f][side].size_table;
-    }
-  for (int f = 0; f < files; ++f)
-    for (int side = 0; side < sides; ++side) {
-      p = reinterpret_cast<const uint8_t*>((reinterpret_cast<uintptr_t>(p) + 63) & ~uintptr_t(63));
-      slice_of(f, side).decoder->data = p;
-      p += areas[f][side].data;
-    }
-  return uint64_t(p - base);
+  // The areas in slice order: all index tables, all size tables, then the data areas,
+  // each on a multiple of 64 bytes from the start of the file.
+  for (int area = 0; area < 3; ++area)
+    for (int f = 0; f < files; ++f)
+      for (int side = 0; side < sides; ++side) {
+        SymbolDecoder& decoder = *slice_of(f, side).decoder;
+        const SliceAreas& a = areas[f][side];
+        if (area == 2) at = (at + 63) & ~uint64_t(63);
+        const uint64_t bytes = area == 0 ? a.index_table : area == 1 ? a.size_table : a.data;
+        if (size < at || size - at < bytes) return fail(cut_short(check, size, at + bytes));
+        (area == 0 ? decoder.index_table : area == 1 ? decoder.size_table : decoder.data) = base + at;
+        at += bytes;
+      }
+  check.end = at;
+  // Every file is padded from its last data area to a multiple of 64 bytes and ends 16
+  // bytes behind that; the last block's reads may touch them, and a file that lacks any
+  // of them was cut.
+  const uint64_t whole = ((at + 63) & ~uint64_t(63)) + 16;
+  if (size < whole) return fail(cut_short(check, size, whole));
+  return true;
 }
 
 void free_decoders(TableEntry& entry, int kind) {
@@ -294,7 +430,9 @@ uint64_t encode_index(int* p, const TableSlice& slice, const TableEntry& entry, 
 
 const uint8_t* decode_value(const SymbolDecoder& decoder, uint64_t idx) {
   if (decoder.index_bits == 0) return decoder.constant;
+  // Past any bound below, the file is damaged; it then reads as the draw in `constant`.
   const uint64_t main = idx >> decoder.index_bits;
+  if (main >= decoder.index_entries) return decoder.constant;
   int32_t x = int32_t(idx & ((uint64_t(1) << decoder.index_bits) - 1)) - (int32_t(1) << (decoder.index_bits - 1));
   const uint8_t* entry = decoder.index_table + 6 * main;
   uint32_t block = read32(entry);
@@ -302,13 +440,18 @@ const uint8_t* decode_value(const SymbolDecoder& decoder, uint64_t idx) {
 
   // The index table points near the value; the sizes of the blocks say where exactly.
   while (x < 0) {
+    if (block == 0 || block > decoder.size_entries) return decoder.constant;
     --block;
     x += read16(decoder.size_table + 2 * block) + 1;
   }
-  while (x > int32_t(read16(decoder.size_table + 2 * block))) {
-    x -= read16(decoder.size_table + 2 * block) + 1;
+  for (;;) {
+    if (block >= decoder.size_entries) return decoder.constant;
+    const int32_t values = read16(decoder.size_table + 2 * block);
+    if (x <= values) break;
+    x -= values + 1;
     ++block;
   }
+  if (block >= decoder.blocks) return decoder.constant;
 
   const uint8_t* read = decoder.data + (uint64_t(block) << decoder.block_size);
   uint64_t code = read64_big_endian(read);
@@ -325,6 +468,8 @@ const uint8_t* decode_value(const SymbolDecoder& decoder, uint64_t idx) {
     code <<= l;
     bits += l;
     if (bits >= 32) {
+      // A block holds the codes of its values; reading on to the file's end means damage.
+      if (decoder.file_end - read < 4) return decoder.constant;
       bits -= 32;
       code |= uint64_t(read32_big_endian(read)) << bits;
       read += 4;
@@ -350,7 +495,10 @@ int dtz_of_symbol(const TableEntry& entry, int file, const uint8_t* symbol, int 
   if (flags & 2) {
     // Maps by value: 2 wins, -2 losses, 1 wins the rule spoils, -1 losses it spoils.
     static constexpr int MAP_OF_WDL[5] = {1, 3, 0, 2, 0};
-    const int at = entry.map_start[file][MAP_OF_WDL[w + 2]] + v;
+    const int m = MAP_OF_WDL[w + 2];
+    // A value beyond its map comes only from a damaged block.
+    if (v >= entry.map_length[file][m]) return 0;
+    const int at = entry.map_start[file][m] + v;
     v = flags & 16 ? read16(entry.dtz_map + 2 * at) : entry.dtz_map[at];
   }
   const bool exact = (w == 2 && (flags & 4)) || (w == -2 && (flags & 8));

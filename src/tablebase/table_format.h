@@ -18,16 +18,24 @@ struct SliceAreas {
   uint64_t index_table, size_table, data;
 };
 
-// Reads a compression header at *read (moved behind it); allocates the decoder.
-SymbolDecoder* setup_decoder(const uint8_t*& read, uint64_t table_size, SliceAreas& areas, uint8_t& flags,
-                             int kind);
+// What the set-up of a file found: where its last data area ends and, for a file that
+// can't be used, why, in words for the user (empty when it can be used).
+struct FileCheck {
+  uint64_t end = 0;
+  char fault[112] = {};
+};
 
-// Number of values symbol s stands for, minus 1, for s and the symbols below it.
-void measure_symbol(SymbolDecoder& decoder, int s, bool* done);
+// Reads a compression header at offset `at` of a file of `size` bytes (at is moved behind
+// it); allocates the decoder. Null, with the fault noted, when the header doesn't fit the
+// file or describes no possible code.
+SymbolDecoder* setup_decoder(const uint8_t* base, uint64_t size, uint64_t& at, uint64_t table_size,
+                             SliceAreas& areas, uint8_t& flags, int kind, FileCheck& check);
 
-// Sets up the slices and decoders of a file whose view is in the entry; returns the
-// offset behind the last data area.
-uint64_t parse_table_file(TableEntry& entry, int kind);
+// Sets up the slices and decoders of a file whose view and length are in the entry.
+// Every size and offset the file declares is held to its length and every symbol to the
+// symbol table before anything is read through them; false, with the decoders freed and
+// the fault noted, when the file can't be used.
+bool parse_table_file(TableEntry& entry, int kind, FileCheck& check);
 
 // Frees the decoders of one file's slices.
 void free_decoders(TableEntry& entry, int kind);

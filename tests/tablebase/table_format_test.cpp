@@ -84,9 +84,11 @@ TEST_F(TableFormat, EveryFileParsesToItsTrailingBytesAndSymmetricTablesStoreOneS
       TableEntry& entry = ready_entry(name, kind);
       EXPECT_EQ(entry.view[kind], file->data) << file_name;
       free_decoders(entry, kind);
-      const uint64_t end = parse_table_file(entry, kind);
-      const uint64_t rest = entry.mapping[kind] - end;
+      FileCheck check;
+      ASSERT_TRUE(parse_table_file(entry, kind, check)) << file_name << ": " << check.fault;
+      const uint64_t rest = entry.mapping[kind] - check.end;
       EXPECT_TRUE(rest == 16 || rest == 48) << file_name << " leaves " << rest;
+      EXPECT_EQ(entry.mapping[kind], ((check.end + 63) & ~uint64_t(63)) + 16) << file_name;
     }
     TableEntry& entry = ready_entry(name, WDL);
     if (entry.symmetric) {

@@ -3,6 +3,8 @@
 // report of tbprobe.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "helpers/engine_process.h"
 #include "helpers/scratch_files.h"
 #include "tablebase/helpers/table_games.h"
@@ -58,15 +60,21 @@ TEST_F(UciTables, SearchProbesBehindCapturesOfFiveMen) {
 }
 
 // A broken six-man file in a folder among empty pieces and a missing one: it is counted,
-// fails on standard error at its first use, and the engine plays on.
+// named with its folder and fault in one info string line at its first use, and the
+// engine plays on as if it were missing.
 TEST_F(UciTables, SyzygyPathFoldersAndBrokenFiles) {
   TempDir folder;
   write_broken_table(folder.path, "KQRvKP.rtbw");
   TableEngine engine;
   engine.send("setoption name SyzygyPath value " + folder.path.string() + ";;/nonexistent;\nisready\n");
   EXPECT_EQ(engine.read_until("readyok"), (Lines{"info string Found 36 WDL and 35 DTZ tablebase files.", "readyok"}));
-  const SearchOutput out = engine.go("position fen 4k3/4p3/8/8/8/8/8/RQ2K3 w - - 0 1\ngo depth 5\n");
+  const SearchOutput out = engine.go("setoption name Threads value 2\nposition fen 4k3/4p3/8/8/8/8/8/RQ2K3 w - - 0 1\ngo depth 5\n");
   EXPECT_FALSE(out.bestmove.empty());
+  int reports = 0;
+  for (const std::string& line : out.info)
+    reports += line == "info string Table KQRvKP.rtbw in " + folder.path.string() +
+                           " not used: not a WDL table (wrong magic number)";
+  EXPECT_EQ(reports, 1);
 }
 
 TableGame play(const char* fen, int max_plies) { return play_table_game(TESMAR_TB_ENGINE, "", fen, max_plies); }
@@ -87,14 +95,53 @@ TEST_F(UciTables, EnginesConvertAWonEndingAndHoldADraw) {
 }
 
 TEST_F(UciTables, TbprobePrintsValuesAndKeptMovesOrSaysItCannot) {
-  const std::string out = run_command(std::string(TESMAR_TB_PROBE) +
+  const CommandRun run = run_command(std::string(TESMAR_TB_PROBE) +
                                       " 'k7/8/1K6/8/8/8/8/6Q1 w - - 99 100' '4k3/8/8/8/8/8/8/1RRQK3 w - - 0 1'"
-                                      " 'r3k3/8/8/8/8/8/8/3QK3 w q - 0 1' 2>&1")
-                              .output;
+                                      " 'r3k3/8/8/8/8/8/8/3QK3 w q - 0 1' 2>&1");
+  const std::string& out = run.output;
   EXPECT_NE(out.find("k7/8/1K6/8/8/8/8/6Q1 w - - 99 100\n  wdl 2 success 1\n  dtz "), std::string::npos) << out;
   EXPECT_NE(out.find("  kept g1g8:1\n"), std::string::npos) << out;
-  EXPECT_NE(out.find("1RRQK3 w - - 0 1\n  not in the tables: a table it needs is missing\n"), std::string::npos) << out;
+  EXPECT_NE(out.find("1RRQK3 w - - 0 1\n  not in the tables: no table of this material in the folders\n"),
+            std::string::npos)
+      << out;
   EXPECT_NE(out.find("not in the tables: castling rights remain"), std::string::npos) << out;
+  EXPECT_EQ(run.status, 1);
+}
+
+// Input the engine would refuse is refused by name, never probed (boards without kings
+// once ended the tool with a signal); each outcome has its own status.
+TEST_F(UciTables, TbprobeRefusesBadInputAndNamesUnusableFiles) {
+  TempDir folder;
+  write_broken_table(folder.path, "KQRvKP.rtbw");
+  std::filesystem::create_directory(folder.path / "KRRvKP.rtbw");
+  const std::string tool = std::string(TESMAR_TB_PROBE) + " --path " + folder.path.string() + " ";
+  struct Case {
+    std::string arguments;
+    int status;
+    std::vector<std::string> says;
+  };
+  const Case CASES[] = {
+      {"'8/8/8/8/8/8/8/8 w - - 0 1'", 2, {"illegal position: each side needs exactly one king"}},
+      {"'k7/8/8/8/8/8/8/8 w - - 0 1'", 2, {"illegal position: each side needs exactly one king"}},
+      {"'8/8/8/3kK3/8/8/8/8 w - - 0 1'", 2, {"illegal position: kings stand next to each other"}},
+      {"'not a fen'", 2, {"illegal position: FEN has fewer than four fields"}},
+      {"'4k3/4p3/8/8/8/8/8/RQ2K3 w - - 0 1'",
+       1,
+       {"info string Table KQRvKP.rtbw in " + folder.path.string() + " not used: not a WDL table",
+        "not in the tables: its table file is unusable"}},
+      {"'4k3/4p3/8/8/8/8/8/RR2K3 b - - 0 1'", 1, {"not used: not a file but a folder", "its table file is unusable"}},
+      {"'4k3/4p3/8/8/8/8/8/NN2K3 w - - 0 1'", 1, {"not in the tables: no table of this material in the folders"}},
+      {"'8/8/8/4k3/8/8/8/3QK3 w - - 0 1' '8/8/8/8/8/8/8/8 w - - 0 1'", 2, {"wdl 2 success 1", "illegal position"}},
+      {"--help", 0, {"usage: tbprobe [--path DIRS]"}},
+      {"-h", 0, {"usage: tbprobe [--path DIRS]"}},
+      {"--bogus", 2, {"usage: tbprobe [--path DIRS]"}},
+  };
+  for (const Case& c : CASES) {
+    const CommandRun run = run_command(tool + c.arguments + " 2>&1");
+    EXPECT_EQ(run.status, c.status) << c.arguments << "\n" << run.output;
+    for (const std::string& part : c.says)
+      EXPECT_NE(run.output.find(part), std::string::npos) << c.arguments << "\n" << run.output;
+  }
 }
 
 }  // namespace

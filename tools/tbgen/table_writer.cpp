@@ -270,7 +270,7 @@ struct Writer {
     std::vector<std::vector<SliceChoice>> by_side(sides);
     for (int s = 0; s < sides; ++s) by_side[s] = wdl_slices(s);
     std::vector<uint8_t> out(WDL_MAGIC, WDL_MAGIC + 4);
-    out.push_back(uint8_t(sides == 2 ? 1 : 0));
+    out.push_back(table_flags(shape));
     for (int f = 0; f < files; ++f) piece_header(out, by_side[0][f].layout, by_side[sides - 1][f].layout);
     pad_to(out, 2);
     std::vector<const CompressedSlice*> order;
@@ -294,7 +294,7 @@ struct Writer {
       }
     }
     std::vector<uint8_t> out(DTZ_MAGIC, DTZ_MAGIC + 4);
-    out.push_back(0);
+    out.push_back(table_flags(shape));
     for (int f = 0; f < files; ++f) piece_header(out, slices[f].layout, slices[f].layout);
     pad_to(out, 2);
     std::vector<const CompressedSlice*> order;
@@ -319,6 +319,10 @@ struct Writer {
 };
 
 }  // namespace
+
+uint8_t table_flags(const TableShape& shape) {
+  return uint8_t(shape.men << 4 | (shape.has_pawns ? 2 : 0) | (shape.symmetric ? 0 : 1));
+}
 
 TableShape table_shape(const Material& m) {
   TableShape s;
