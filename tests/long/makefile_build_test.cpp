@@ -1,7 +1,7 @@
 // The makefile build as OpenBench's client makes it: a copy of the sources without CMake,
 // `make -j EXE=NAME CXX=...` in that copy, the binary under exactly that name beside the
-// makefile. It must embed what the CMake build embeds and search what it searches, at the
-// native level and at the oldest vector level the engine supports.
+// makefile. It must search what the CMake build searches, at the native level and at the
+// oldest vector level the engine supports (MakefileEmbedding holds what it embeds).
 //
 //   ctest --test-dir build -L long -R MakefileBuild --output-on-failure
 #include <gtest/gtest.h>
@@ -41,17 +41,12 @@ TEST(MakefileBuild, BuildsTheCMakeEngineUnderTheAskedName) {
 
   for (const std::string arch : {"native", "x86-64-v2"}) {
     const std::string exe = "Engine-" + arch;
-    // The CMake build's own inputs, so that the two generated sources can be compared
-    // byte for byte.
+    // The CMake build's own compiler and inputs.
     const CommandRun make = run_command("cd '" + tree.string() + "' && make -j2 EXE=" + exe + " CXX=" TESMAR_CXX
                                         " ARCH=" + arch + " EVALFILE=" TESMAR_NETWORK_FILE
                                         " SYZYGY=" TESMAR_SYZYGY_DIR " 2>&1");
     ASSERT_EQ(make.status, 0) << make.output;
     ASSERT_TRUE(fs::is_regular_file(tree / exe)) << make.output;
-    for (const char* generated : {"tesmar_network.cpp", "tesmar_tables.cpp"})
-      EXPECT_EQ(file_text(tree / "build-make" / arch / "generated" / generated),
-                file_text(fs::path(TESMAR_TOOLS_DIR) / "generated" / generated))
-          << generated;
     EXPECT_EQ(bench_nodes((tree / exe).string()), cmake_bench) << arch;
   }
   fs::remove_all(tree);
