@@ -1,10 +1,5 @@
 #include "tablebase/registry.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -86,21 +81,21 @@ uint64_t material_key(const Position& pos) {
 bool table_file_exists(const char* name, const char* suffix) {
   // Tables of up to four men are part of the program.
   if (std::strlen(name) < 6) return true;
-  const int fd = open_table_file(name, suffix);
-  if (fd < 0) return false;
-  close(fd);
+  const FileHandle file = open_table_file(name, suffix);
+  if (file == NO_FILE) return false;
+  close_file(file);
   return true;
 }
 
-int open_table_file(const char* name, const char* suffix) {
+FileHandle open_table_file(const char* name, const char* suffix) {
   for (const char* directory : table_registry.table_directories) {
     char path[TABLE_NAME_LIMIT];
     const int length = std::snprintf(path, sizeof path, "%s/%s%s", directory, name, suffix);
     if (length < 0 || length >= TABLE_NAME_LIMIT) continue;
-    const int fd = open(path, O_RDONLY);
-    if (fd >= 0) return fd;
+    const FileHandle file = open_file_to_read(path);
+    if (file != NO_FILE) return file;
   }
-  return -1;
+  return NO_FILE;
 }
 
 void register_table(const char* name, int32_t& largest) {
@@ -164,7 +159,7 @@ void release_table(TableEntry& entry) {
   for (int kind : {WDL, DTZ}) {
     if (!entry.ready[kind].load(std::memory_order_relaxed)) continue;
     if (entry.view[kind] && !is_embedded_data(entry.view[kind]))
-      munmap(const_cast<uint8_t*>(entry.view[kind]), entry.mapping[kind]);
+      unmap_file(entry.view[kind], entry.mapping[kind]);
     free_decoders(entry, kind);
     entry.view[kind] = nullptr;
     entry.ready[kind].store(0, std::memory_order_relaxed);
@@ -225,24 +220,20 @@ bool first_use_table(TableEntry& entry, TableSlot& slot, const Position& pos, in
   uint64_t size = 0;
   bool embedded = false;
   if (n >= 6) {
-    const int fd = open_table_file(name, SUFFIXES[kind]);
-    if (fd < 0) {
+    const FileHandle file = open_table_file(name, SUFFIXES[kind]);
+    if (file == NO_FILE) {
       slot.entry.store(nullptr, std::memory_order_relaxed);
       return false;
     }
-    struct stat status;
-    void* mapped = MAP_FAILED;
-    if (fstat(fd, &status) == 0) {
-      size = uint64_t(status.st_size);
-      mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
-    }
-    close(fd);
-    if (mapped == MAP_FAILED) {
+    size = file_size(file);
+    const uint8_t* mapped = map_file(file, size);
+    close_file(file);
+    if (!mapped) {
       std::fprintf(stderr, "Could not map %s%s into memory.\n", name, SUFFIXES[kind]);
       std::fflush(stderr);
       std::exit(1);
     }
-    view = static_cast<const uint8_t*>(mapped);
+    view = mapped;
   } else {
     char file_name[32];
     std::snprintf(file_name, sizeof file_name, "%s%s", name, SUFFIXES[kind]);
@@ -259,7 +250,7 @@ bool first_use_table(TableEntry& entry, TableSlot& slot, const Position& pos, in
   if (std::memcmp(view, kind == WDL ? WDL_MAGIC : DTZ_MAGIC, 4) != 0) {
     std::fputs("Corrupted table.\n", stderr);
     std::fflush(stderr);
-    if (!embedded) munmap(const_cast<uint8_t*>(view), size);
+    if (!embedded) unmap_file(view, size);
     slot.entry.store(nullptr, std::memory_order_relaxed);
     return false;
   }

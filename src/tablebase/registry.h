@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "board/position.h"
+#include "platform/file_map.h"
 #include "protocol/locks.h"
 #include "tablebase/table_entry.h"
 
@@ -49,8 +50,8 @@ int32_t tb_init(const char* path);
 
 void register_table(const char* name, int32_t& largest);
 bool table_file_exists(const char* name, const char* suffix);
-// An open file descriptor from the first directory that has the file, or -1.
-int open_table_file(const char* name, const char* suffix);
+// The file opened in the first directory that has it, or NO_FILE.
+FileHandle open_table_file(const char* name, const char* suffix);
 void release_table(TableEntry& entry);
 
 // The hash slot of a material key: the one holding it, or the empty slot where the search stopped.
