@@ -42,7 +42,15 @@ FORM_FLAGS_form_avx2 := -march=x86-64-v3
 FORM_FLAGS_form_avx512 := -march=x86-64-v4
 FORM_FLAGS_form_avx512_vnni := -march=x86-64-v4 -mavx512vnni
 
+# The platform's own files (memory pages, table files) and the evaluation forms of this
+# processor family; the others can't be compiled here.
 SOURCES := $(wildcard src/*/*.cpp)
+ifeq ($(OS),Windows_NT)
+  SOURCES := $(filter-out src/platform/%_posix.cpp,$(SOURCES))
+else
+  SOURCES := $(filter-out src/platform/%_windows.cpp,$(SOURCES))
+endif
+SOURCES := $(filter-out src/eval/form_neon%.cpp,$(SOURCES))
 OBJECTS := $(SOURCES:%.cpp=$(OBJDIR)/%.o) $(OBJDIR)/generated/tesmar_network.o $(OBJDIR)/generated/tesmar_tables.o
 
 # The size of a network blob has one home, the CMake module that checks it.

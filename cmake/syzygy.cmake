@@ -29,8 +29,12 @@ function(tesmar_syzygy_library name folder)
       set(symbol "tesmar_syzygy_file_${index}")
       string(APPEND assembly
         "    \".balign 64\\n\"\n"
-        "    \".globl ${symbol}\\n\"\n"
-        "    \".hidden ${symbol}\\n\"\n"
+        "    \".globl ${symbol}\\n\"\n")
+      # Windows objects know no hidden symbols; the names stay inside the executable anyway.
+      if(NOT WIN32)
+        string(APPEND assembly "    \".hidden ${symbol}\\n\"\n")
+      endif()
+      string(APPEND assembly
         "    \"${symbol}:\\n\"\n"
         "    \".incbin \\\"${path}\\\"\\n\"\n")
       string(APPEND declarations "extern \"C\" const uint8_t ${symbol}[];\n")

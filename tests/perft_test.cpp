@@ -54,7 +54,7 @@ TEST(PerftSuite, ShallowDepths) {
     const auto path = std::filesystem::path(TESMAR_SHARED_DIR) / "perft" / (chess960 ? "chess960.epd" : "standard.epd");
     if (!std::filesystem::exists(path)) GTEST_SKIP() << "no perft suite at " << path;
     std::vector<PerftSuiteLine> lines;
-    ASSERT_TRUE(read_perft_suite(path.c_str(), lines));
+    ASSERT_TRUE(read_perft_suite(path.string().c_str(), lines));
     ASSERT_FALSE(lines.empty());
     Chess960Option option(chess960);
     for (const PerftSuiteLine& l : lines)

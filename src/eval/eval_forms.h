@@ -55,14 +55,23 @@ using ForwardPass = int32_t (*)(const int16_t* acc_own, const int16_t* acc_other
   }
 
 TESMAR_DECLARE_EVAL_FORM(plain_form)        // plain integers: the reference
+#ifdef __aarch64__
+TESMAR_DECLARE_EVAL_FORM(neon_form)          // 16-byte ARMv8 vectors
+TESMAR_DECLARE_EVAL_FORM(neon_dotprod_form)  // 16-byte vectors with the 8-bit dot product
+#else
 TESMAR_DECLARE_EVAL_FORM(sse41_form)        // 16-byte vectors, SSSE3 and SSE4.1
 TESMAR_DECLARE_EVAL_FORM(avx2_form)         // 32-byte vectors
 TESMAR_DECLARE_EVAL_FORM(avx512_form)       // 64-byte vectors, AVX-512 BW
 TESMAR_DECLARE_EVAL_FORM(avx512_vnni_form)  // 64-byte vectors with the 8-bit dot product
+#endif
 #undef TESMAR_DECLARE_EVAL_FORM
 
 // The index in EVAL_FORMS of the form of the processor this build targets.
-#if defined(__AVX512VNNI__) && defined(__AVX512BW__) && defined(__AVX512VL__)
+#if defined(__aarch64__) && defined(__ARM_FEATURE_DOTPROD)
+constexpr int NATIVE_FORM_INDEX = 2;
+#elif defined(__aarch64__)
+constexpr int NATIVE_FORM_INDEX = 1;
+#elif defined(__AVX512VNNI__) && defined(__AVX512BW__) && defined(__AVX512VL__)
 constexpr int NATIVE_FORM_INDEX = 4;
 #elif defined(__AVX512BW__) && defined(__AVX512VL__)
 constexpr int NATIVE_FORM_INDEX = 3;
@@ -79,7 +88,11 @@ struct EvalForm {
   ForwardPass forward_pass;
 };
 
+#ifdef __aarch64__
+constexpr int EVAL_FORM_COUNT = 3;
+#else
 constexpr int EVAL_FORM_COUNT = 5;
+#endif
 // Plain first, then the vector forms from the narrowest.
 extern const EvalForm EVAL_FORMS[EVAL_FORM_COUNT];
 

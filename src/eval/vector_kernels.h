@@ -6,7 +6,11 @@
 //
 // Every step is exact: unsigned activations of at most 127 times signed 8-bit weights
 // never saturate the 16-bit pairs of the multiply-add, so each form equals the plain one.
+#ifdef __aarch64__
+#include <arm_neon.h>
+#else
 #include <immintrin.h>
+#endif
 
 #include "eval/eval_forms.h"
 
@@ -72,6 +76,7 @@ inline void layer_sums(const uint8_t* input, const int8_t* weights, const int32_
   }
 }
 
+#ifndef __aarch64__
 // Shift 32 sums right by 3, saturate to 8 bits and floor at 0: 32 activations in order,
 // from eight registers of four sums.
 inline void clip_sums_128(const __m128i* s, uint8_t* out) {
@@ -95,6 +100,11 @@ inline int32_t output_sum(const uint8_t* z, const int8_t* w4) {
   s = _mm_add_epi32(s, _mm_shuffle_epi32(s, 0xB1));
   return _mm_cvtsi128_si32(s);
 }
+
+#else
+// The output layer of the NEON forms, in eval/neon_ops.h.
+inline int32_t output_sum(const uint8_t* z, const int8_t* w4);
+#endif
 
 template <class Ops>
 inline int32_t forward_pass(const int16_t* acc_own, const int16_t* acc_other, const ForwardWeights& w) {

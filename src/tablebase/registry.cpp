@@ -1,16 +1,12 @@
 #include "tablebase/registry.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/file_map.h"
 #include "protocol/search_limits.h"
 #include "tablebase/embedded_tables.h"
 #include "tablebase/table_format.h"
@@ -98,8 +94,7 @@ const char* find_table_file(const char* name, const char* suffix, char* path) {
     if (length < 0 || length >= TABLE_NAME_LIMIT) continue;
     // Anything under the name counts, also what can't be read: its first use then says
     // what is wrong with it, where a file passed over in silence would leave the user guessing.
-    struct stat status;
-    if (stat(full, &status) != 0) continue;
+    if (path_kind(full) == PathKind::MISSING) continue;
     if (path) std::memcpy(path, full, size_t(length) + 1);
     return directory;
   }
@@ -170,7 +165,7 @@ void release_table(TableEntry& entry) {
       continue;
     }
     if (entry.view[kind] && !is_embedded_data(entry.view[kind]))
-      munmap(const_cast<uint8_t*>(entry.view[kind]), entry.mapping[kind]);
+      unmap_file(entry.view[kind], entry.mapping[kind]);
     free_decoders(entry, kind);
     entry.view[kind] = nullptr;
     entry.ready[kind].store(FILE_UNUSED, std::memory_order_relaxed);
@@ -215,27 +210,24 @@ namespace {
 
 // Maps a whole file read-only; null, with the reason noted, when that can't be done.
 const uint8_t* map_table_file(const char* path, uint64_t& size, FileCheck& check) {
-  const int fd = open(path, O_RDONLY);
-  if (fd < 0) {
-    std::snprintf(check.fault, sizeof check.fault, "cannot be opened: %s", std::strerror(errno));
+  const PathKind kind = path_kind(path);
+  if (kind == PathKind::FOLDER || kind == PathKind::OTHER) {
+    std::snprintf(check.fault, sizeof check.fault, "not a file but %s", kind == PathKind::FOLDER ? "a folder" : "a device");
     return nullptr;
   }
-  struct stat status;
-  void* mapped = MAP_FAILED;
-  if (fstat(fd, &status) != 0)
-    std::snprintf(check.fault, sizeof check.fault, "cannot be read: %s", std::strerror(errno));
-  else if (!S_ISREG(status.st_mode))
-    std::snprintf(check.fault, sizeof check.fault, "not a file but %s", S_ISDIR(status.st_mode) ? "a folder" : "a device");
-  else if (status.st_size == 0)
-    std::snprintf(check.fault, sizeof check.fault, "an empty file");
-  else {
-    size = uint64_t(status.st_size);
-    mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
-    if (mapped == MAP_FAILED)
-      std::snprintf(check.fault, sizeof check.fault, "cannot be mapped into memory: %s", std::strerror(errno));
+  const FileHandle file = open_file_to_read(path);
+  if (file == NO_FILE) {
+    std::snprintf(check.fault, sizeof check.fault, "cannot be opened: %s", last_file_error());
+    return nullptr;
   }
-  close(fd);
-  return mapped == MAP_FAILED ? nullptr : static_cast<const uint8_t*>(mapped);
+  size = file_size(file);
+  const uint8_t* view = nullptr;
+  if (size == 0)
+    std::snprintf(check.fault, sizeof check.fault, "an empty file");
+  else if (!(view = map_file(file, size)))
+    std::snprintf(check.fault, sizeof check.fault, "cannot be mapped into memory: %s", last_file_error());
+  close_file(file);
+  return view;
 }
 
 // The one line that says a file is not used, and why; a search may be printing beside it.
@@ -301,7 +293,7 @@ bool first_use_table(TableEntry& entry, const Position& pos, int kind) {
       entry.ready[kind].store(FILE_READY, std::memory_order_release);
       return true;
     }
-    if (n >= 6) munmap(const_cast<uint8_t*>(view), size);
+    if (n >= 6) unmap_file(view, size);
     entry.view[kind] = nullptr;
   }
   report_unusable(file_name, directory, check.fault);
