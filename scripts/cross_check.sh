@@ -39,6 +39,10 @@ pass() { echo "ok  $* ($((SECONDS - started)) s)" | tee -a "$log"; }
 # The Linux build's bench count is the one the suite records; the same search on any
 # platform and with any evaluation form visits the same nodes.
 expected_nodes=$(cat tests/pgo_nodes.txt)
+if [ -x build/tesmar ]; then
+  linux_nodes=$(build/tesmar bench 2>/dev/null | sed -n 's/^Nodes searched: //p')
+  [ "$linux_nodes" = "$expected_nodes" ] || fail "build/tesmar bench: $linux_nodes nodes, tests/pgo_nodes.txt says $expected_nodes"
+fi
 check_bench() {
   local nodes
   nodes=$("$@" bench 2>/dev/null | tr -d '\r' | sed -n 's/^Nodes searched: //p')
@@ -67,7 +71,12 @@ if [ "$target" = arm64 ]; then
   exit 0
 fi
 
-# Windows under wine, in a prefix of its own inside the build folder.
+# Windows: the executable runs alone, so it may import from the system's DLLs only.
+imports=$(x86_64-w64-mingw32-objdump -p "$build/tesmar.exe" | sed -n 's/^\tDLL Name: //p' | tr '\n' ' ')
+if grep -qiE 'lib(stdc|gcc|winpthread)' <<<"$imports"; then fail "tesmar.exe needs DLLs of the compiler: $imports"; fi
+pass "tesmar.exe imports only $imports"
+
+# Under wine, in a prefix of its own inside the build folder.
 export WINEPREFIX="$PWD/$build/wineprefix" WINEDEBUG=-all
 check_tests wine "$build/tesmar_cross_tests.exe"
 check_bench wine "$build/tesmar.exe"
