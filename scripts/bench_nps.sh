@@ -1,24 +1,26 @@
 #!/usr/bin/env bash
-# Nodes per second of the engine, side by side with Debian's stockfish as a peer:
-#   - the fixed `tesmar pgo` search (ten positions to depth 14, one thread): nodes over the
-#     search time of the last info line before each bestmove, and over the wall time of the run
-#     (start-up and ten 256 MB hash clears included); the best of PGO_RUNS runs, default 3;
-#   - the same ten positions searched for a fixed time each (go infinite, stop after SECONDS)
-#     with 1 and with 2 threads, and the ratio of the two rates;
-#   - `stockfish bench` (16 MB, depth 13, its own positions) with 1 and with 2 threads.
-# Engines default to build/tesmar and, when it exists, build-pgo/tesmar (scripts/pgo_build.sh).
-# STOCKFISH names the peer's binary (for one built for this processor); by default Debian's.
+# Nodes per second of UCI engines on the same work: the ten positions of `tesmar pgo`,
+# each searched for the same time (or the same node budget) after a ucinewgame, with the
+# same hash size and thread count for every engine. The engines take turns, round by
+# round, in alternating order (A B C, then C B A, ...), so that a machine whose speed
+# drifts treats them alike. Each engine's rate is its nodes over its search time, both
+# from the last info line before each bestmove. Printed: every round's rates, then each
+# engine's rate against every other's in the same round, as median and range.
 #
-#   [STOCKFISH=PATH] bash scripts/bench_nps.sh [SECONDS per position, default 2] [ENGINE ...]
+#   [ROUNDS=4] [HASH=64] [THREADS=1] [BUDGET="time 1.5"] bash scripts/bench_nps.sh ENGINE[@THREADS] ...
+#
+# An engine is a path, optionally with its own thread count after "@": "build/tesmar
+# build/tesmar@2" gives two threads against one. BUDGET is "time SECONDS" (go infinite,
+# then stop after that long: no engine's time management ends a search early) or
+# "nodes N" (go nodes N). The peer should be built for the same vector level as the
+# engine it is held against (see the README's Speed section).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-seconds=${1:-2}
-[ $# -gt 0 ] && shift
+[ $# -ge 1 ] || { sed -n '2,15p' "$0" >&2; exit 2; }
+rounds=${ROUNDS:-4}
+hash_mb=${HASH:-64}
+budget=${BUDGET:-time 1.5}
 engines=("$@")
-if [ ${#engines[@]} -eq 0 ]; then
-  engines=(build/tesmar)
-  [ -x build-pgo/tesmar ] && engines+=(build-pgo/tesmar)
-fi
 
 # The positions of the pgo run.
 positions=(
@@ -34,78 +36,88 @@ positions=(
   "8/p4k2/1p3r2/2pPnb2/2Pr3P/PPK3P1/4B1Q1/8 b - -"
 )
 
-stockfish=${STOCKFISH:-$(command -v stockfish || true)}
-[ -z "$stockfish" ] && [ -x /usr/games/stockfish ] && stockfish=/usr/games/stockfish
-if [ -z "$stockfish" ]; then
-  echo "installing Debian's stockfish (a peer to measure against)" >&2
-  as_root=()
-  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
-  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -q stockfish >&2
-  stockfish=$(command -v stockfish || echo /usr/games/stockfish)
-fi
-
-now_ms() { date +%s%3N; }
-
-# Sum of nodes and time of the last info line before each bestmove: "NODES MS".
-search_totals() {
-  awk '/^info / { for (i = 1; i < NF; ++i) { if ($i == "nodes") n = $(i + 1); if ($i == "time") t = $(i + 1) } }
-       /^bestmove/ { nodes += n; ms += t; n = 0; t = 0 }
-       END { printf "%d %d\n", nodes, ms }'
-}
-
-rate() { awk -v n="$1" -v ms="$2" 'BEGIN { if (ms > 0) printf "%d", n * 1000 / ms; else print "-" }'; }
-
-# One thread, the fixed pgo search, best of PGO_RUNS runs (default 3): "NPS_SEARCH NPS_WALL NODES".
-pgo_rates() {
-  local engine=$1 start end out nodes search wall best_search=0 best_wall=0
-  for ((run = 0; run < ${PGO_RUNS:-3}; ++run)); do
-    start=$(now_ms)
-    out=$("$engine" pgo)
-    end=$(now_ms)
-    nodes=$(sed -n 's/^Total nodes searched: //p' <<<"$out")
-    search=$(rate $(search_totals <<<"$out"))
-    wall=$(rate "$nodes" $((end - start)))
-    [ "$search" -gt "$best_search" ] && best_search=$search
-    [ "$wall" -gt "$best_wall" ] && best_wall=$wall
-  done
-  echo "$best_search $best_wall $nodes"
-}
-
-# Fixed time per position with the given threads: nodes per second over the search times.
-fixed_time_rate() {
-  local engine=$1 threads=$2
-  {
-    echo "setoption name Threads value $threads"
-    echo "setoption name Hash value 64"
-    for fen in "${positions[@]}"; do
-      echo ucinewgame
-      echo "position fen $fen"
-      echo "go infinite"
-      sleep "$seconds"
-      echo stop
+# One engine over the ten positions: "NODES MS" summed over the last info line before
+# each bestmove. The engine reads the next command only when the search has answered.
+run_engine() {
+  local spec=$1 path=${1%@*} threads=${THREADS:-1}
+  [ "$spec" != "$path" ] && threads=${spec##*@}
+  coproc ENGINE { "$path" 2>/dev/null; }
+  local line nodes=0 ms=0 n t
+  echo "uci" >&"${ENGINE[1]}"
+  while read -r line <&"${ENGINE[0]}"; do [ "$line" = uciok ] && break; done
+  printf 'setoption name Threads value %s\nsetoption name Hash value %s\n' "$threads" "$hash_mb" >&"${ENGINE[1]}"
+  for fen in "${positions[@]}"; do
+    printf 'ucinewgame\nposition fen %s\nisready\n' "$fen" >&"${ENGINE[1]}"
+    while read -r line <&"${ENGINE[0]}"; do [ "$line" = readyok ] && break; done
+    if [[ $budget == time* ]]; then
+      echo "go infinite" >&"${ENGINE[1]}"
+      sleep "${budget#time }"
+      echo stop >&"${ENGINE[1]}"
+    else
+      echo "go $budget" >&"${ENGINE[1]}"
+    fi
+    n=0 t=0
+    while read -r line <&"${ENGINE[0]}"; do
+      case $line in
+        info*)
+          [[ $line =~ \ nodes\ ([0-9]+) ]] && n=${BASH_REMATCH[1]}
+          [[ $line =~ \ time\ ([0-9]+) ]] && t=${BASH_REMATCH[1]} ;;
+        bestmove*) break ;;
+      esac
     done
-    echo quit
-  } | "$engine" | search_totals | { read -r nodes ms; rate "$nodes" "$ms"; }
+    nodes=$((nodes + n)) ms=$((ms + t))
+  done
+  echo quit >&"${ENGINE[1]}"
+  wait "$ENGINE_PID" 2>/dev/null || true
+  echo "$nodes $ms"
 }
-
-stockfish_rate() {
-  "$stockfish" bench 16 "$1" 13 2>&1 | sed -n 's/^Nodes\/second *: *//p'
-}
-
-ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (a + 0 > 0 && b + 0 > 0) printf "%.2f", b / a; else print "-" }'; }
 
 echo "machine: $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ *//'), $(nproc) cores," \
   "best vector level $(for f in avx512_vnni avx512bw avx2 sse4_1; do grep -q -w $f /proc/cpuinfo && { echo $f; break; }; done)," \
-  "load $(cut -d' ' -f1-3 /proc/loadavg); ${seconds} s per position for the fixed-time runs"
-printf '%-22s %14s %14s %14s %14s %8s\n' "engine" "pgo nps" "pgo nps(wall)" "1 thread nps" "2 threads nps" "2T/1T"
-for engine in "${engines[@]}"; do
-  read -r pgo_search pgo_wall pgo_nodes < <(pgo_rates "$engine")
-  one=$(fixed_time_rate "$engine" 1)
-  two=$(fixed_time_rate "$engine" 2)
-  printf '%-22s %14s %14s %14s %14s %8s\n' "$engine" "$pgo_search" "$pgo_wall" "$one" "$two" "$(ratio "$one" "$two")"
-  echo "  ($engine pgo: $pgo_nodes nodes)"
+  "load $(cut -d' ' -f1-3 /proc/loadavg)"
+echo "work: the 10 positions of tesmar pgo, $budget each, Hash $hash_mb, Threads ${THREADS:-1} unless @N; $rounds rounds"
+for i in "${!engines[@]}"; do
+  name=$("${engines[$i]%@*}" <<<$'uci\nquit' 2>/dev/null | sed -n 's/^id name //p' | head -n 1)
+  echo "engine $((i + 1)): ${engines[$i]} ($name)"
 done
-sf_one=$(stockfish_rate 1)
-sf_two=$(stockfish_rate 2)
-printf '%-22s %14s %14s %14s %14s %8s\n' "stockfish bench" "-" "-" "$sf_one" "$sf_two" "$(ratio "$sf_one" "$sf_two")"
-echo "  ($(echo quit | "$stockfish" 2>/dev/null | head -n 1); bench 16 MB, depth 13, its own positions)"
+
+results=$(mktemp)
+trap 'rm -f "$results"' EXIT
+count=${#engines[@]}
+for ((round = 1; round <= rounds; ++round)); do
+  order=()
+  for ((k = 0; k < count; ++k)); do
+    if ((round % 2)); then order+=("$k"); else order+=($((count - 1 - k))); fi
+  done
+  for i in "${order[@]}"; do
+    read -r nodes ms < <(run_engine "${engines[$i]}")
+    echo "$round $i $nodes $ms" >>"$results"
+    awk -v r="$round" -v e="$((i + 1))" -v n="$nodes" -v ms="$ms" \
+      'BEGIN { printf "round %d engine %d: %d nodes in %d ms, %d nodes/s\n", r, e, n, ms, (ms > 0 ? n * 1000 / ms : 0) }'
+  done
+done
+
+# Each engine's rate against every other's in the same round: median, lowest and highest.
+awk -v count="$count" -v rounds="$rounds" '
+  function sort(a, n,   i, j, x) { for (i = 2; i <= n; ++i) { x = a[i]; for (j = i - 1; j > 0 && a[j] > x; --j) a[j + 1] = a[j]; a[j + 1] = x } }
+  function median(a, n) { return n % 2 ? a[(n + 1) / 2] : (a[n / 2] + a[n / 2 + 1]) / 2 }
+  { rate[$1, $2] = $4 > 0 ? $3 * 1000 / $4 : 0 }
+  END {
+    printf "\nmedian nodes/s, and the rate of each engine (row) against each other (column) in the same round: median (lowest-highest)\n"
+    printf "%-8s %14s", "engine", "nodes/s"
+    for (c = 0; c < count; ++c) printf " %21s", "against " (c + 1)
+    printf "\n"
+    for (e = 0; e < count; ++e) {
+      n = 0
+      for (r = 1; r <= rounds; ++r) v[++n] = rate[r, e]
+      sort(v, n)
+      printf "%-8d %14d", e + 1, median(v, n)
+      for (c = 0; c < count; ++c) {
+        n = 0
+        for (r = 1; r <= rounds; ++r) q[++n] = rate[r, c] > 0 ? rate[r, e] / rate[r, c] : 0
+        sort(q, n)
+        printf " %21s", sprintf("%.3f (%.2f-%.2f)", median(q, n), q[1], q[n])
+      }
+      printf "\n"
+    }
+  }' "$results"

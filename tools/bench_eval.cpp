@@ -1,12 +1,16 @@
 // Nanoseconds per evaluate along games: the incremental accumulator update after
 // one move plus the forward pass, for every form of the evaluation this processor
-// runs, and each form's speed against the plain integer form.
+// runs, and each form's speed against the plain integer form, in processor time of
+// the measuring thread. Then the cost of
+// rebuilding the view of a king that moved, from the biases and by way of the
+// thread's refresh cache.
 //
 //   bench_eval [GAMES]
 //
 // Games are seeded random playouts from the start position; at every ply the
 // parent is evaluated, then each quiet move is made and evaluated, as a search does.
-#include <chrono>
+#include <time.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -15,9 +19,11 @@
 #include "board/board_tables.h"
 #include "board/make_move.h"
 #include "board/movegen.h"
+#include "eval/accumulator.h"
 #include "eval/eval_forms.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
+#include "eval/refresh_cache.h"
 #include "protocol/engine_options.h"
 #include "search/thread_data.h"
 
@@ -26,6 +32,8 @@ namespace {
 struct Sample {
   std::vector<Move> line;  // moves from the start position to the parent
   std::vector<Move> children;
+  std::vector<Move> king_children;  // king steps that are not castling
+  Position parent;
 };
 
 uint64_t rng_state = 0x1234567;
@@ -43,9 +51,14 @@ std::vector<Sample> collect_samples(ThreadData& thread, int games) {
       ScoredMove moves[MAX_MOVES];
       ScoredMove* end = generate_legal(*thread.current_position, moves);
       if (end == moves) break;
-      Sample s{line, {}};
-      for (ScoredMove* m = moves; m != end; ++m)
-        if (!(m->move & (MOVE_TACTICAL | MOVE_CASTLING)) && move_piece(m->move) != KING) s.children.push_back(m->move);
+      Sample s{line, {}, {}, *thread.current_position};
+      for (ScoredMove* m = moves; m != end; ++m) {
+        if (m->move & MOVE_CASTLING) continue;
+        if (move_piece(m->move) == KING)
+          s.king_children.push_back(m->move);
+        else if (!(m->move & MOVE_TACTICAL))
+          s.children.push_back(m->move);
+      }
       if (!in_check(*thread.current_position)) samples.push_back(s);
       Move chosen = moves[random_below(int(end - moves))].move;
       make_move(thread, chosen, nullptr);
@@ -53,6 +66,14 @@ std::vector<Sample> collect_samples(ThreadData& thread, int games) {
     }
   }
   return samples;
+}
+
+// Nanoseconds of processor time of this thread: on a shared machine, time spent waiting
+// for a core is not counted against the code.
+double thread_nanoseconds() {
+  timespec t;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return double(t.tv_sec) * 1e9 + double(t.tv_nsec);
 }
 
 // The form under measurement; null for the walk alone.
@@ -64,7 +85,6 @@ int32_t evaluate_measured(ThreadData& thread, int ply) {
 
 double nanoseconds_per_child(ThreadData& thread, const std::vector<Sample>& samples, int64_t& count,
                              int64_t& checksum) {
-  using Clock = std::chrono::steady_clock;
   double total = 0;
   count = checksum = 0;
   for (const Sample& s : samples) {
@@ -73,17 +93,43 @@ double nanoseconds_per_child(ThreadData& thread, const std::vector<Sample>& samp
     // The base at ply 0 is built from scratch outside the timing.
     thread.ply_records[0].acc_valid = 0;
     checksum += evaluate_measured(thread, 0);
-    const auto start = Clock::now();
+    const double start = thread_nanoseconds();
     for (Move m : s.children) {
       make_move(thread, m, &thread.ply_records[0].delta);
       thread.ply_records[1].acc_valid = 0;
       checksum += evaluate_measured(thread, 1);
       undo_move(thread);
     }
-    total += std::chrono::duration<double, std::nano>(Clock::now() - start).count();
+    total += thread_nanoseconds() - start;
     count += int64_t(s.children.size());
   }
   return total / double(count);
+}
+
+enum class KingView { NONE, FROM_BIASES, BY_CACHE };
+
+// Nanoseconds per king step: making and taking back the step, with the rebuild of the
+// mover's view (view 1 after the step) as asked. The cache carries over from step to
+// step and from position to position, as a thread's does in a search.
+double nanoseconds_per_king_step(ThreadData& thread, const std::vector<Sample>& samples, KingView how,
+                                 ApplyRows apply_rows, int64_t& count, int64_t& checksum) {
+  alignas(64) int16_t acc[L1_SIZE] = {};
+  count = checksum = 0;
+  const double start = thread_nanoseconds();
+  for (const Sample& s : samples) {
+    thread.position_stack[0] = s.parent;
+    thread.current_position = thread.position_stack;
+    for (Move m : s.king_children) {
+      make_move(thread, m, &thread.ply_records[0].delta);
+      if (how == KingView::FROM_BIASES) rebuild_accumulator(*thread.current_position, 1, acc, apply_rows);
+      if (how == KingView::BY_CACHE)
+        refresh_accumulator(thread.refresh_cache, *thread.current_position, 1, acc, apply_rows);
+      checksum += acc[m & 255];
+      undo_move(thread);
+    }
+    count += int64_t(s.king_children.size());
+  }
+  return (thread_nanoseconds() - start) / double(count);
 }
 
 }  // namespace
@@ -118,8 +164,26 @@ int main(int argc, char** argv) {
     agree = agree && checksum == plain_sum;
     std::printf("%-12s %22.1f %22.1f %14.2f\n", form.name, ns, ns - move_ns, (plain_ns - move_ns) / (ns - move_ns));
   }
+
+  // The king's view rebuilt after a king step, in the engine's form.
+  const ApplyRows apply_rows = engine_eval_form->apply_rows;
+  int64_t biases_sum, cache_sum;
+  const double step_ns = nanoseconds_per_king_step(*thread, samples, KingView::NONE, apply_rows, count, checksum);
+  nanoseconds_per_king_step(*thread, samples, KingView::FROM_BIASES, apply_rows, count, biases_sum);
+  const double biases_ns =
+      nanoseconds_per_king_step(*thread, samples, KingView::FROM_BIASES, apply_rows, count, biases_sum);
+  nanoseconds_per_king_step(*thread, samples, KingView::BY_CACHE, apply_rows, count, cache_sum);
+  const double cache_ns =
+      nanoseconds_per_king_step(*thread, samples, KingView::BY_CACHE, apply_rows, count, cache_sum);
+  std::printf("\nrebuilding the mover's view after a king step (%lld steps, %s form, step made and taken back "
+              "alone %.1f ns):\n",
+              (long long)count, engine_eval_form->name, step_ns);
+  std::printf("%-24s %10.1f ns\n", "from the biases", biases_ns - step_ns);
+  std::printf("%-24s %10.1f ns  (%.2f times faster)\n", "by the refresh cache", cache_ns - step_ns,
+              (biases_ns - step_ns) / (cache_ns - step_ns));
+  agree = agree && biases_sum == cache_sum;
   if (!agree) {
-    std::printf("MISMATCH: the forms disagree\n");
+    std::printf("MISMATCH: the forms or the two rebuilds disagree\n");
     return 1;
   }
   return 0;

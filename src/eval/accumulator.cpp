@@ -4,14 +4,13 @@
 
 #include "board/position.h"
 #include "eval/network.h"
+#include "eval/refresh_cache.h"
 #include "search/thread_data.h"
 
 namespace {
 
 // Plane of the same piece in the other view: own and enemy change places.
 constexpr int PLANE_SWAP[10] = {5, 6, 7, 8, 9, 0, 1, 2, 3, 4};
-
-inline int feature_row(int plane, Square s, Square king) { return plane * 4096 + s * 64 + king; }
 
 // The rows of one view's accumulator from scratch: every piece but the kings, and the view's rights.
 void gather_all_rows(const Position& pos, int view, RowBatch& batch) {
@@ -92,7 +91,7 @@ void update_accumulators(ThreadData& thread, int ply, ApplyRows apply_rows) {
   for (int view = 0; view < 2; ++view) {
     int16_t* acc = target.accumulators[view];
     if (rebuild[view]) {
-      rebuild_accumulator(*thread.current_position, view, acc, apply_rows);
+      refresh_accumulator(thread.refresh_cache, *thread.current_position, view, acc, apply_rows);
       continue;
     }
     // A move passes the turn: view 0 here is view 1 at the base when the distance is odd.

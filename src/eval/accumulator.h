@@ -1,6 +1,7 @@
 #pragma once
 // The first layer kept per ply and per view, updated lazily from the feature
-// changes that make_move records, or rebuilt when the view's king has moved.
+// changes that make_move records; a view whose king has moved is rebuilt by way of
+// the thread's refresh cache.
 #include "eval/eval_forms.h"
 #include "eval/ply_record.h"
 

@@ -7,6 +7,7 @@
 const uint8_t* network_blob = tesmar_embedded_network;
 NetworkWeights network_weights;
 ForwardWeights forward_weights;
+uint32_t network_generation = 0;
 
 namespace {
 
@@ -21,6 +22,7 @@ void arrange_input_major(const int8_t* row_major, int outputs, int inputs, int8_
 
 void load_network(const uint8_t* blob) {
   network_blob = blob;
+  ++network_generation;
   NetworkWeights& w = network_weights;
   std::memcpy(w.l2_weights, blob + BLOB_L2_WEIGHTS, sizeof w.l2_weights);
   std::memcpy(w.l3_weights, blob + BLOB_L3_WEIGHTS, sizeof w.l3_weights);

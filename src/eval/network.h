@@ -56,6 +56,9 @@ extern NetworkWeights network_weights;
 // Makes blob the network in use: remembers it and copies the later layers.
 void load_network(const uint8_t* blob);
 
+// Counts the loads, so that accumulators kept from an earlier network are known stale.
+extern uint32_t network_generation;
+
 // The weights of the network in use as the forward passes read them.
 extern ForwardWeights forward_weights;
 
@@ -68,6 +71,9 @@ void check_network_header_or_exit(const uint8_t* blob);
 inline const int16_t* network_row(int row) {
   return reinterpret_cast<const int16_t*>(network_blob) + size_t(row) * L1_SIZE;
 }
+// The first-layer row of a piece on plane (own pawn .. queen 0..4, enemy 5..9) on square,
+// seen from a view whose king stands on king_square; squares in the view's frame.
+inline int feature_row(int plane, int square, int king_square) { return plane * 4096 + square * 64 + king_square; }
 inline const int16_t* network_l1_bias() { return reinterpret_cast<const int16_t*>(network_blob + BLOB_L1_BIAS); }
 inline const int32_t* network_l2_biases() { return reinterpret_cast<const int32_t*>(network_blob + BLOB_L2_BIASES); }
 inline const int32_t* network_l3_biases() { return reinterpret_cast<const int32_t*>(network_blob + BLOB_L3_BIASES); }

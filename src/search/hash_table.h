@@ -31,6 +31,10 @@ inline uint64_t make_hash_data(int depth_code, ShortMove move, uint32_t bound, u
 
 inline HashEntry& hash_slot(uint64_t key) { return search_limits.hash_table[key & search_limits.hash_mask]; }
 
+// Asks for the slot of key as soon as the key is known, so that the cache miss of its
+// probe overlaps the work before it.
+inline void prefetch_hash(uint64_t key) { __builtin_prefetch(&hash_slot(key)); }
+
 // Reads the slot of key; true and the data word when the entry belongs to the key.
 // Entries of any generation hit.
 inline bool probe_hash(uint64_t key, uint64_t& data) {

@@ -66,6 +66,7 @@ inline bool prune_node(ThreadData& thread, int ply, int depth, int32_t alpha, in
       thread.static_evals[ply] >= beta - NULL_MOVE_EVAL_MARGIN * depth &&
       (pos.bb[OWN] & (pos.bb[KNIGHT] | pos.bb[BISHOP] | pos.bb[ROOK] | pos.bb[QUEEN]))) {
     make_null_move(thread);
+    prefetch_hash(thread.current_position->key);
     thread.static_evals[ply + 1] = 5 - thread.static_evals[ply];
     thread.ply_records[ply + 1].acc_valid = 0;
     FeatureDelta& delta = thread.ply_records[ply].delta;

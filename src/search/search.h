@@ -4,6 +4,7 @@
 
 #include "board/make_move.h"
 #include "board/move.h"
+#include "search/hash_table.h"
 #include "search/score.h"
 #include "search/thread_data.h"
 
@@ -17,6 +18,7 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
 // its accumulators wait for the feature changes recorded at ply.
 inline void make_child_move(ThreadData& thread, int ply, Move m) {
   make_move(thread, m, &thread.ply_records[ply].delta);
+  prefetch_hash(thread.current_position->key);
   thread.static_evals[ply + 1] = SCORE_NONE;
   thread.ply_records[ply + 1].acc_valid = 0;
 }

@@ -9,6 +9,7 @@
 #include "board/move.h"
 #include "board/position.h"
 #include "eval/ply_record.h"
+#include "eval/refresh_cache.h"
 
 constexpr int MAX_PLY = 512;
 // A node this far from the root is a leaf, which keeps every ply row and the position
@@ -45,4 +46,5 @@ struct ThreadData {
   int16_t reply_history[2][7][64][7][64];
   int16_t followup_history[2][7][64][7][64];
   PlyRecord ply_records[MAX_PLY];
+  RefreshCache refresh_cache;
 };
