@@ -39,8 +39,8 @@ positions=(
 # One engine over the ten positions: "NODES MS" summed over the last info line before
 # each bestmove. The engine reads the next command only when the search has answered.
 run_engine() {
-  local spec=$1 path=${1%@*} threads=${THREADS:-1}
-  [ "$spec" != "$path" ] && threads=${spec##*@}
+  local named=$1 path=${1%@*} threads=${THREADS:-1}
+  [ "$named" != "$path" ] && threads=${named##*@}
   coproc ENGINE { "$path" 2>/dev/null; }
   local line nodes=0 ms=0 n t
   echo "uci" >&"${ENGINE[1]}"
