@@ -227,8 +227,12 @@ bool read_corpus(const std::string& bytes, GameBoard& board, const std::function
 
 bool read_whole_file(const std::string& path, std::string& bytes, std::string& error) {
   struct stat status;
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    error = "can't read " + path + ": " + (errno ? std::strerror(errno) : "not a file");
+  if (stat(path.c_str(), &status) != 0) {
+    error = "can't read " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    error = "can't read " + path + ": not a file";
     return false;
   }
   std::ifstream in(path, std::ios::binary);
