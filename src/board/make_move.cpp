@@ -23,10 +23,10 @@ void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
   const int enemy_king_side_key = ZOBRIST_CASTLING + (b ? 0 : 1);
   const int enemy_queen_side_key = ZOBRIST_CASTLING + 2 + (b ? 0 : 1);
 
-  auto add = [delta](uint32_t entry) {
+  auto add = [&](uint32_t entry) {
     if constexpr (WITH_DELTA) delta->added[delta->added_count++] = entry;
   };
-  auto remove = [delta](uint32_t entry) {
+  auto remove = [&](uint32_t entry) {
     if constexpr (WITH_DELTA) delta->removed[delta->removed_count++] = entry;
   };
   if constexpr (WITH_DELTA) {

@@ -3,7 +3,9 @@
 // which differ only in their multiply-add. Included only by those two files.
 // GCC 12 warns falsely inside its own AVX-512 headers (the undefined upper halves of casts).
 #pragma GCC diagnostic ignored "-Wuninitialized"
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include "eval/vector_kernels.h"
 
 namespace {
