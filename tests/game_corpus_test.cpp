@@ -81,10 +81,6 @@ void expect_same_game(const CorpusGame& a, const CorpusGame& b) {
   }
 }
 
-void write_file(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
 }  // namespace
 
 TEST(GameCorpus, EveryKindOfMoveAndScoreRoundTrips) {

@@ -10,6 +10,11 @@ inline void drop_right(uint16_t& castling, int shift) {
   castling = uint16_t((castling & ~(15u << shift)) | NO_RIGHT << shift);
 }
 
+// The first-rank squares that standard castling changes: king e1 to g1 and rook h1 to f1, or
+// king e1 to c1 and rook a1 to d1.
+constexpr Bitboard KING_SIDE_KING_SQUARES = 0x50, KING_SIDE_ROOK_SQUARES = 0xA0;
+constexpr Bitboard QUEEN_SIDE_KING_SQUARES = 0x14, QUEEN_SIDE_ROOK_SQUARES = 0x09;
+
 // With a delta the feature changes are recorded; the game-move path skips them.
 template <bool WITH_DELTA>
 void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
@@ -64,10 +69,12 @@ void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
     Square rook_from;
     if (!engine_options.UCI_Chess960) {
       rook_from = king_side ? 7 : 0;
-      pos.bb[KING] ^= king_side ? 0x50 : 0x14;
-      pos.bb[ROOK] ^= king_side ? 0xA0 : 0x09;
-      pos.bb[OWN] ^= king_side ? 0xF0 : 0x1D;
-      pos.bb[OCCUPIED] ^= king_side ? 0xF0 : 0x1D;
+      const Bitboard king = king_side ? KING_SIDE_KING_SQUARES : QUEEN_SIDE_KING_SQUARES;
+      const Bitboard rook = king_side ? KING_SIDE_ROOK_SQUARES : QUEEN_SIDE_ROOK_SQUARES;
+      pos.bb[KING] ^= king;
+      pos.bb[ROOK] ^= rook;
+      pos.bb[OWN] ^= king | rook;
+      pos.bb[OCCUPIED] ^= king | rook;
     } else {
       rook_from = king_side ? own_king_side_rook(pos) : own_queen_side_rook(pos);
       // XORs let king and rook land on each other's squares.
@@ -95,10 +102,9 @@ void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
     add(uint32_t((arriving - 1) * 64 + t));
   }
 
-  if (ep_file(old) != 8) {
+  if (ep_file(old) != NO_EP_FILE) {
     key ^= ZOBRIST[ZOBRIST_EP + ep_file(old)];
-    flags |= 0xF0;
-    flags &= 0x8F;  // en-passant field := 8
+    flags = flags_without_ep(flags);
   }
 
   if (p == ROOK) {
@@ -124,7 +130,7 @@ void make_move_impl(ThreadData& thread, Move m, FeatureDelta* delta) {
   } else if (p == PAWN && t == f + 16) {
     if (pos.bb[PAWN] & EP_RANK4[t & 7] & enemy_pieces(pos)) {
       key ^= ZOBRIST[ZOBRIST_EP + (t & 7)];
-      flags = uint8_t((flags & 0x0F) | (t & 7) << 4);
+      flags = uint8_t((flags & ~EP_FIELD) | (t & 7) << 4);
     }
   }
 
@@ -164,10 +170,9 @@ void make_null_move(ThreadData& thread) {
   flip_position(pos);
   pos.key ^= ZOBRIST[ZOBRIST_SIDE];
   pos.flags ^= FLAG_BLACK;
-  if (ep_file(pos) != 8) {
+  if (ep_file(pos) != NO_EP_FILE) {
     pos.key ^= ZOBRIST[ZOBRIST_EP + ep_file(pos)];
-    pos.flags |= 0x80;
-    pos.flags &= 0x8F;
+    pos.flags = flags_without_ep(pos.flags);
   }
   pos.flags &= ~FLAG_REPETITION;
 }

@@ -43,7 +43,7 @@ Move parse_move_token(const Position& pos, const char* token) {
   if (piece == PAWN) {
     if (to > 55) {
       m |= MOVE_PROMOTION;
-    } else if (ep_file(pos) != 8 && to == ep_file(pos) + 40) {
+    } else if (ep_file(pos) != NO_EP_FILE && to == ep_file(pos) + 40) {
       m |= MOVE_EN_PASSANT | Move(PAWN) << 15;
       captured = PAWN;
     }

@@ -17,6 +17,11 @@ constexpr uint8_t FLAG_REPETITION = 1;
 constexpr uint8_t FLAG_IN_CHECK = 4;
 constexpr uint8_t FLAG_BLACK = 8;
 constexpr uint8_t FLAG_NO_EP = 0x80;
+constexpr uint8_t EP_FIELD = 0xF0;  // bits 4..7 of flags
+constexpr int NO_EP_FILE = 8;       // the en-passant field when no capture en passant is possible
+
+// Flags with the en-passant field cleared to NO_EP_FILE.
+constexpr uint8_t flags_without_ep(uint8_t flags) { return uint8_t((flags & ~EP_FIELD) | FLAG_NO_EP); }
 constexpr uint16_t NO_CASTLING = 0x8888;
 constexpr int NO_RIGHT = 8;
 constexpr int POSITION_STACK_SIZE = 612;

@@ -21,7 +21,7 @@ uint64_t polyglot_key(const Position& pos) {
   if (own_queen_side_rook(pos) != NO_RIGHT) key ^= POLYGLOT_RANDOM[own_rights + 1];
   if (((pos.castling >> 8) & 15) != NO_RIGHT) key ^= POLYGLOT_RANDOM[enemy_rights];
   if (((pos.castling >> 12) & 15) != NO_RIGHT) key ^= POLYGLOT_RANDOM[enemy_rights + 1];
-  if (ep_file(pos) != 8) key ^= POLYGLOT_RANDOM[POLYGLOT_EP + ep_file(pos)];
+  if (ep_file(pos) != NO_EP_FILE) key ^= POLYGLOT_RANDOM[POLYGLOT_EP + ep_file(pos)];
   if (!black) key ^= POLYGLOT_RANDOM[POLYGLOT_WHITE_TO_MOVE];
   return key;
 }

@@ -5,7 +5,7 @@
 
 inline bool is_current_main_entry(uint64_t resident) {
   return hash_generation_of(resident) == (search_limits.hash_generation & HASH_GENERATION_MASK) &&
-         hash_depth_code(resident) >= 129;
+         hash_depth(resident) >= 1;  // a main-search entry: quiescence stores depths of 0 and below
 }
 
 // End of a search node. A PV node always overwrites; any other node leaves an exact
@@ -16,7 +16,7 @@ inline void store_search_entry(uint64_t key, uint32_t node_type, int depth, Move
     const uint64_t resident = hash_slot(key).hash_data.load(std::memory_order_relaxed);
     if (is_current_main_entry(resident) && (resident & BOUND_EXACT)) return;
   }
-  write_hash(key, make_hash_data(depth + 128, short_move_of(move), bound, search_limits.hash_generation,
+  write_hash(key, make_hash_data(depth + HASH_DEPTH_OFFSET, short_move_of(move), bound, search_limits.hash_generation,
                                  score_to_hash(score, ply), static_eval));
 }
 
@@ -30,6 +30,6 @@ inline void store_qsearch_entry(uint64_t key, int depth_code, Move move, uint32_
 
 // A completed iteration at the root: exact, unconditional, the score as it stands.
 inline void store_root_entry(uint64_t key, int depth, Move first_move, int32_t score, int32_t static_eval) {
-  write_hash(key, make_hash_data(depth + 128, short_move_of(first_move), BOUND_EXACT, search_limits.hash_generation,
+  write_hash(key, make_hash_data(depth + HASH_DEPTH_OFFSET, short_move_of(first_move), BOUND_EXACT, search_limits.hash_generation,
                                  score, static_eval));
 }

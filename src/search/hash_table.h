@@ -14,9 +14,12 @@
 #include "search/score.h"
 
 constexpr uint64_t HASH_BOUND_MASK = BOUND_LOWER | BOUND_EXACT;
+// Depths are stored with this added, so that quiescence's depths (0 and below) fit 8 bits.
+constexpr int HASH_DEPTH_OFFSET = 128;
 constexpr uint64_t HASH_GENERATION_MASK = 0xFE000000;
 
 inline int hash_depth_code(uint64_t data) { return int(data & 0xFF); }
+inline int hash_depth(uint64_t data) { return hash_depth_code(data) - HASH_DEPTH_OFFSET; }
 inline ShortMove hash_move(uint64_t data) { return ShortMove((data >> 8) & 0x7FFF); }
 inline uint32_t hash_bound(uint64_t data) { return uint32_t(data & HASH_BOUND_MASK); }
 inline uint32_t hash_generation_of(uint64_t data) { return uint32_t(data & HASH_GENERATION_MASK); }

@@ -26,7 +26,7 @@ struct NodeEntry {
 inline NodeEntry probe_node_entry(uint64_t key, int ply) {
   uint64_t data;
   if (!probe_hash(key, data)) return {};
-  return {true,           score_from_hash(hash_score(data), ply), hash_depth_code(data) - 128, hash_bound(data),
+  return {true,           score_from_hash(hash_score(data), ply), hash_depth(data), hash_bound(data),
           hash_move(data), hash_static_eval(data)};
 }
 
