@@ -29,15 +29,11 @@ function(tesmar_syzygy_library name folder)
       set(symbol "tesmar_syzygy_file_${index}")
       string(APPEND assembly
         "    \".balign 64\\n\"\n"
-        "    \".globl ${symbol}\\n\"\n")
-      # Windows objects know no hidden symbols; the names stay inside the executable anyway.
-      if(NOT WIN32)
-        string(APPEND assembly "    \".hidden ${symbol}\\n\"\n")
-      endif()
-      string(APPEND assembly
+        "    \".globl ${symbol}\\n\"\n"
         "    \"${symbol}:\\n\"\n"
         "    \".incbin \\\"${path}\\\"\\n\"\n")
-      string(APPEND declarations "extern \"C\" const uint8_t ${symbol}[];\n")
+      # The assembler's name, verbatim on every object format (Mach-O would prefix an underscore).
+      string(APPEND declarations "extern \"C\" const uint8_t ${symbol}[] __asm__(\"${symbol}\");\n")
       string(APPEND records "    {\"${file_name}\", ${size}u, ${symbol}},\n")
       list(APPEND files "${path}")
       math(EXPR found "${found} + 1")

@@ -27,9 +27,9 @@ for name in $names; do
   if [ -f "$path" ]; then
     size=$(wc -c <"$path" | tr -d ' ')
     symbol="tesmar_syzygy_file_$index"
-    printf '    ".balign 64\\n"\n    ".globl %s\\n"\n    ".hidden %s\\n"\n    "%s:\\n"\n    ".incbin \\"%s\\"\\n"\n' \
-      "$symbol" "$symbol" "$symbol" "$path" >>"$work/assembly"
-    printf 'extern "C" const uint8_t %s[];\n' "$symbol" >>"$work/declarations"
+    printf '    ".balign 64\\n"\n    ".globl %s\\n"\n    "%s:\\n"\n    ".incbin \\"%s\\"\\n"\n' \
+      "$symbol" "$symbol" "$path" >>"$work/assembly"
+    printf 'extern "C" const uint8_t %s[] __asm__("%s");\n' "$symbol" "$symbol" >>"$work/declarations"
     printf '    {"%s", %su, %s},\n' "$name" "$size" "$symbol" >>"$work/records"
     found=$((found + 1))
   else

@@ -37,7 +37,7 @@ static_assert(BLOB_L4_BIAS == BLOB_L4_WEIGHTS + 2 * L3_SIZE);  // 32 weights, th
 static_assert(BLOB_FRACTION_BITS == BLOB_L4_BIAS + 4);
 
 // The blob built into the executable, 64-byte aligned in read-only data.
-extern "C" const uint8_t tesmar_embedded_network[];
+extern "C" const uint8_t tesmar_embedded_network[] __asm__("tesmar_embedded_network");
 
 // Copies of the small layers in the blob's order, and the same weights input-major
 // (see ForwardWeights) for the vector forms.
