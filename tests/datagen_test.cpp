@@ -22,8 +22,8 @@
 
 #include "board/fen_check.h"
 #include "board/movegen.h"
-#include "common/teacher.h"
 #include "common/training_record.h"
+#include "datagen/teacher.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"
 #include "games/chess960_start.h"

@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "board/movegen.h"
+#include "common/game_corpus.h"
+#include "common/training_file.h"
+#include "datagen/san.h"
 #include "games/chess960_start.h"
 #include "games/game_board.h"
-#include "common/game_corpus.h"
-#include "common/san.h"
-#include "common/training_file.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/scratch_files.h"
 #include "search/score.h"

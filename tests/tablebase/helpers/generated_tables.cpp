@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <mutex>
 
+#include "bench_tablebase/board_text.h"
 #include "board/position.h"
-#include "common/board_text.h"
 #include "helpers/board_fixtures.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
