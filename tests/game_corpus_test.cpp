@@ -1,24 +1,17 @@
-// The game corpus: games written by self-play decode to the very records the run wrote, every
-// kind of move survives the trip, a file cut short or damaged keeps its whole games, and the
-// trainer reads a folder of corpus files.
+// The game corpus: every kind of move and score survives the trip through a file, and a file
+// cut short or damaged keeps its whole games.
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstring>
-#include <fstream>
-#include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "board/movegen.h"
-#include "games/chess960_start.h"
 #include "common/game_corpus.h"
+#include "games/chess960_start.h"
 #include "games/split_mix_rng.h"
-#include "common/training_file.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/datagen_runs.h"
-#include "helpers/scratch_files.h"
 
 namespace {
 
@@ -56,14 +49,6 @@ std::string file_of(const std::vector<CorpusGame>& games) {
   GameBoard board;
   for (const CorpusGame& g : games) bytes += encode_game(g, board);
   return bytes;
-}
-
-std::vector<CorpusGame> games_of(const std::string& bytes, CorpusFileInfo& info) {
-  std::vector<CorpusGame> games;
-  GameBoard board;
-  std::string error;
-  EXPECT_TRUE(read_corpus(bytes, board, [&](const CorpusGame& g) { games.push_back(g); }, info, error)) << error;
-  return games;
 }
 
 void expect_same_game(const CorpusGame& a, const CorpusGame& b) {
@@ -135,7 +120,7 @@ TEST(GameCorpus, EveryKindOfMoveAndScoreRoundTrips) {
 
   const std::string bytes = file_of(games);
   CorpusFileInfo info;
-  const std::vector<CorpusGame> back = games_of(bytes, info);
+  const std::vector<CorpusGame> back = corpus_games(bytes, info);
   ASSERT_EQ(back.size(), games.size());
   EXPECT_EQ(info.readable_bytes, int64_t(bytes.size()));
   for (size_t i = 0; i < games.size(); ++i) expect_same_game(games[i], back[i]);
@@ -158,7 +143,7 @@ TEST(GameCorpus, FilesCutShortOrDamagedKeepTheirWholeGames) {
   // Every cut keeps exactly the games that end before it.
   for (size_t cut = CORPUS_HEADER_BYTES; cut <= bytes.size(); ++cut) {
     CorpusFileInfo info;
-    const size_t whole = games_of(bytes.substr(0, cut), info).size();
+    const size_t whole = corpus_games(bytes.substr(0, cut), info).size();
     size_t expected = 0;
     while (expected + 1 < ends.size() && ends[expected + 1] <= cut) ++expected;
     ASSERT_EQ(whole, expected) << "cut at " << cut;
@@ -169,86 +154,10 @@ TEST(GameCorpus, FilesCutShortOrDamagedKeepTheirWholeGames) {
     std::string damaged = bytes;
     damaged[at] = char(damaged[at] ^ 0x20);
     CorpusFileInfo info;
-    EXPECT_EQ(games_of(damaged, info).size(), 1u) << "byte " << at;
+    EXPECT_EQ(corpus_games(damaged, info).size(), 1u) << "byte " << at;
   }
   CorpusFileInfo info;
-  EXPECT_EQ(games_of(bytes + std::string(40, '\x5a'), info).size(), 3u);
+  EXPECT_EQ(corpus_games(bytes + std::string(40, '\x5a'), info).size(), 3u);
   std::string error;
   EXPECT_FALSE(read_corpus(std::string("TESMARTD") + bytes.substr(8), board, [](const CorpusGame&) {}, info, error));
-}
-
-TEST(GameCorpus, SelfplayGamesDecodeToTheRecordsTheRunWroteAndSurviveAKill) {
-  TempDir dir;
-  const std::string command =
-      "selfplay --positions 1500 --threads 2 --nodes 150 --seed 4 --chess960-share 0.4 --corpus " + dir.file("g.tgc");
-  const std::string out = dir.file("g.bin");
-  ASSERT_FALSE(run_and_signal(command, out, 6, SIGKILL, true).ended_by_itself);
-  const DatagenRun run = run_datagen(command, out);
-  check_records(run, 1500, 8);
-  const JournalGames journal = journal_games(run, out, 4);
-  ASSERT_TRUE(journal.in_order);
-
-  // The corpus holds each game of the journal once, in the order the journal has them, and its
-  // training positions are the records the run wrote for it (the game cut at the target aside).
-  CorpusFileInfo info;
-  const std::vector<CorpusGame> games = games_of(file_text(dir.file("g.tgc")), info);
-  ASSERT_EQ(games.size(), journal.games.size());
-  EXPECT_EQ(info.readable_bytes, info.file_bytes);
-  GameBoard board;
-  int chess960 = 0;
-  std::vector<TrainingRecord> in_order;
-  for (const CorpusGame& game : games) {
-    const auto listed = journal.games.find({int(game.stream), int(game.number)});
-    ASSERT_NE(listed, journal.games.end()) << "stream " << game.stream << " game " << game.number;
-    std::vector<TrainingRecord> records;
-    game_records(game, board, CorpusFilter{}, records);
-    const size_t n = listed->second.size();
-    if (listed->first == journal.last)
-      ASSERT_GE(records.size(), n);
-    else
-      ASSERT_EQ(records.size(), n);
-    EXPECT_EQ(std::memcmp(records.data(), listed->second.data(), n * sizeof(TrainingRecord)), 0)
-        << "stream " << game.stream << " game " << game.number;
-    chess960 += game.chess960;
-    in_order.insert(in_order.end(), records.begin(), records.end());
-  }
-  EXPECT_GT(chess960, 0);
-
-  // The trainer reads the folder; a filter that skips the opening keeps fewer positions.
-  TrainingFiles all, later;
-  ASSERT_TRUE(open_training_files({dir.path.string()}, all));
-  ASSERT_EQ(all.files.size(), 1u);
-  EXPECT_GE(all.total, 1500);
-  ASSERT_TRUE(open_training_files({dir.path.string()}, later, CorpusFilter{40}));
-  EXPECT_LT(later.total, all.total);
-  ASSERT_EQ(all.total, int64_t(in_order.size()));
-  std::vector<TrainingRecord> read(in_order.size());
-  ASSERT_TRUE(read_training_records(all, 0, all.total, read.data()));
-  EXPECT_EQ(std::memcmp(read.data(), in_order.data(), read.size() * sizeof(TrainingRecord)), 0);
-}
-
-TEST(GameCorpus, TrainingFilesFromBeforeTheCorpusComeBackAsGames) {
-  // Self-play records without their games: the games rebuilt from them give back every record
-  // but the last of each game, unchanged and in order.
-  TempDir dir;
-  const DatagenRun run = run_datagen("selfplay --positions 1200 --threads 1 --nodes 150 --seed 12 --chess960-share 0.5",
-                                     dir.file("old.bin"));
-  check_records(run, 1200, 8);
-  const CommandRun rebuilt = run_command(std::string(TESMAR_TOOLS_DIR "/datagen import-records --out ") +
-                                         dir.file("old.tgc") + " " + dir.file("old.bin"));
-  ASSERT_EQ(rebuilt.status, 0) << rebuilt.output;
-  TrainingFiles files;
-  ASSERT_TRUE(open_training_files({dir.file("old.tgc")}, files));
-  std::vector<TrainingRecord> back(size_t(files.total));
-  ASSERT_TRUE(read_training_records(files, 0, files.total, back.data()));
-  const JournalGames journal = journal_games(run, dir.file("old.bin"), 12);
-  // A game breaks where a quiet move with a decided score was skipped: that happens, but seldom.
-  EXPECT_GE(double(back.size() + journal.games.size()), 0.98 * double(run.records.size()));
-  EXPECT_LT(back.size(), run.records.size());
-  size_t at = 0;
-  for (const TrainingRecord& r : back) {
-    while (at < run.records.size() && std::memcmp(&run.records[at], &r, sizeof r) != 0) ++at;
-    ASSERT_LT(at, run.records.size()) << "a rebuilt record that self-play never wrote";
-    ++at;
-  }
 }

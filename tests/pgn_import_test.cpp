@@ -1,6 +1,5 @@
-// Games in PGN: SAN both ways for every kind of move, a tournament manager's PGN read into corpus
-// games (book moves, scores, mates, variations, Windows line ends), and self-play games that go
-// out as PGN and come back as the same training records.
+// Games in PGN: SAN both ways for every kind of move, and a tournament manager's PGN read into
+// corpus games (book moves, scores, mates, variations, Windows line ends).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -9,36 +8,18 @@
 #include <vector>
 
 #include "board/movegen.h"
+#include "common/game_corpus.h"
+#include "datagen/san.h"
 #include "games/chess960_start.h"
 #include "games/game_board.h"
-#include "common/game_corpus.h"
-#include "common/san.h"
-#include "common/training_file.h"
 #include "helpers/board_fixtures.h"
+#include "helpers/datagen_runs.h"
 #include "helpers/scratch_files.h"
 #include "search/score.h"
 
 namespace {
 
 const std::string DATAGEN = TESMAR_TOOLS_DIR "/datagen ";
-
-std::vector<CorpusGame> corpus_games(const std::string& path) {
-  std::vector<CorpusGame> games;
-  GameBoard board;
-  CorpusFileInfo info;
-  std::string error;
-  EXPECT_TRUE(read_corpus(file_text(path), board, [&](const CorpusGame& g) { games.push_back(g); }, info, error))
-      << error;
-  return games;
-}
-
-std::vector<TrainingRecord> records_of(const std::string& path) {
-  TrainingFiles files;
-  EXPECT_TRUE(open_training_files({path}, files));
-  std::vector<TrainingRecord> records(size_t(files.total));
-  EXPECT_TRUE(read_training_records(files, 0, files.total, records.data()));
-  return records;
-}
 
 }  // namespace
 
@@ -112,7 +93,8 @@ TEST(PgnImport, TournamentManagerGamesBecomeCorpusGames) {
   ASSERT_EQ(run.status, 0) << run.output;
   EXPECT_NE(run.output.find("3 games (1 skipped)"), std::string::npos) << run.output;
 
-  const std::vector<CorpusGame> games = corpus_games(dir.file("games.tgc"));
+  CorpusFileInfo info;
+  const std::vector<CorpusGame> games = corpus_games(file_text(dir.file("games.tgc")), info);
   ASSERT_EQ(games.size(), 3u);
   const CorpusGame& first = games[0];
   EXPECT_EQ(first.result, -1);
@@ -130,32 +112,7 @@ TEST(PgnImport, TournamentManagerGamesBecomeCorpusGames) {
   // Training records keep the quiet positions with a score, not the mate, not the capture.
   const CommandRun records = run_command(DATAGEN + "import-pgn --out " + dir.file("games.bin") + " " + dir.file("games.pgn"));
   ASSERT_EQ(records.status, 0) << records.output;
-  EXPECT_EQ(records_of(dir.file("games.bin")).size(), 4u + 3u + 2u);
+  EXPECT_EQ(training_records_of(dir.file("games.bin")).size(), 4u + 3u + 2u);
   EXPECT_NE(run_command(DATAGEN + "import-pgn --out " + dir.file("games.bin") + " " + dir.file("games.pgn") + " 2>&1").status, 0)
       << "an existing file is not overwritten";
-}
-
-TEST(PgnImport, SelfplayGamesComeBackFromPgnAsTheSameRecords) {
-  TempDir dir;
-  const CommandRun play = run_command(DATAGEN + "selfplay --positions 800 --threads 2 --nodes 150 --seed 9 " +
-                                      "--chess960-share 0.5 --out " + dir.file("p.bin") + " --corpus " + dir.file("p.tgc") + " 2>&1");
-  ASSERT_EQ(play.status, 0) << play.output;
-  ASSERT_EQ(run_command(DATAGEN + "pgn " + dir.file("p.tgc") + " > " + dir.file("p.pgn")).status, 0);
-  const CommandRun back = run_command(DATAGEN + "import-pgn --out " + dir.file("back.bin") + " " + dir.file("p.pgn") + " 2>&1");
-  ASSERT_EQ(back.status, 0) << back.output;
-  const std::vector<TrainingRecord> original = records_of(dir.file("p.tgc")), imported = records_of(dir.file("back.bin"));
-  ASSERT_GE(original.size(), 800u);
-  ASSERT_EQ(imported.size(), original.size());
-  EXPECT_EQ(std::memcmp(imported.data(), original.data(), original.size() * sizeof(TrainingRecord)), 0);
-  // The games themselves come back too, Chess960 castling and all.
-  ASSERT_EQ(run_command(DATAGEN + "import-pgn --out " + dir.file("back.tgc") + " " + dir.file("p.pgn")).status, 0);
-  const std::vector<CorpusGame> a = corpus_games(dir.file("p.tgc")), b = corpus_games(dir.file("back.tgc"));
-  ASSERT_EQ(a.size(), b.size());
-  for (size_t i = 0; i < a.size(); ++i) {
-    EXPECT_EQ(a[i].start_fen, b[i].start_fen) << i;
-    EXPECT_EQ(a[i].start_ply, b[i].start_ply) << i;
-    EXPECT_EQ(a[i].chess960, b[i].chess960) << i;
-    EXPECT_EQ(a[i].moves, b[i].moves) << i;
-    EXPECT_EQ(a[i].scores, b[i].scores) << i;
-  }
 }

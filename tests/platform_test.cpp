@@ -123,24 +123,17 @@ TEST_F(PlatformTableFiles, AFileIsFoundAlongThePathMappedWholeAndReadAfterItsHan
   close_file(empty);
 }
 
-TEST_F(PlatformTableFiles, AProbedFileThatHoldsNoTableIsGivenBackAndPlayGoesOn) {
+// A file that holds no table is given back at its first use (the registry's tests check
+// what is said and that play goes on): nothing holds it open, so it can be replaced at once,
+// which Windows refuses while a view or a handle lives.
+TEST_F(PlatformTableFiles, AProbedFileThatHoldsNoTableIsGivenBack) {
   std::ofstream(first / "KQRvKP.rtbw", std::ios::binary) << "not a table, but long enough to map";
   register_folders();
-  EXPECT_EQ(table_registry.wdl_file_count, 36);
-
   testing::internal::CaptureStdout();
-  auto thread = thread_at("4k3/4p3/8/8/8/8/8/RQ2K3 w - - 0 1");
   int success = 1;
-  probe_wdl(*thread, success);
+  probe_wdl(*thread_at("4k3/4p3/8/8/8/8/8/RQ2K3 w - - 0 1"), success);
+  testing::internal::GetCapturedStdout();
   EXPECT_EQ(success, 0);
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("KQRvKP.rtbw in " + first.string() + " not used: not a WDL table"),
-            std::string::npos);
-  // The embedded tables still answer.
-  auto kqk = thread_at("8/8/8/4k3/8/8/8/3QK3 w - - 0 1");
-  EXPECT_EQ(probe_wdl(*kqk, success), 2);
-  EXPECT_EQ(success, 1);
-  // No handle or view is left on the file: it can be replaced at once (Windows refuses
-  // while a view or a handle lives).
   EXPECT_TRUE(fs::remove(first / "KQRvKP.rtbw"));
 }
 

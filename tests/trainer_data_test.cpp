@@ -11,12 +11,12 @@
 #include <string>
 #include <vector>
 
+#include "common/record_features.h"
+#include "common/training_file.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/scratch_files.h"
 #include "helpers/training_fixtures.h"
-#include "common/record_features.h"
-#include "common/training_file.h"
-#include "common/training_set.h"
+#include "trainer/training_set.h"
 
 namespace {
 

@@ -9,14 +9,14 @@
 #include <memory>
 #include <random>
 
-#include "common/export_check.h"
-#include "common/network_export.h"
-#include "common/network_import.h"
 #include "common/record_features.h"
 #include "eval/accumulator.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/test_networks.h"
 #include "helpers/training_fixtures.h"
+#include "trainer/export_check.h"
+#include "trainer/network_export.h"
+#include "trainer/network_import.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <memory>
 #include <set>
 
-#include "common/float_model.h"
 #include "common/record_features.h"
 #include "common/training_record.h"
 #include "helpers/board_fixtures.h"
+#include "trainer/float_model.h"
 
 namespace {
 

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "bench_tablebase/board_text.h"
 #include "board/board_tables.h"
-#include "common/board_text.h"
 #include "common/fixed_search.h"
 #include "eval/evaluate.h"
 #include "eval/network.h"

@@ -65,6 +65,26 @@ const char* book_fault(const char* path, std::string& why) {
   return nullptr;
 }
 
+// What the book holds for the position, each entry's share of the weights, and the move the
+// engine plays from it.
+void print_book_answer(const Position& pos, const BookCandidates& found) {
+  char text[8];
+  for (int i = 0; i < found.count; ++i) {
+    const BookCandidate& c = found.list[i];
+    move_text(pos, book_move_to_move(pos, c.move), text);
+    const double share = found.weight_sum ? 100.0 * c.weight / found.weight_sum : 0.0;
+    std::printf("%-6s weight %5u share %5.1f%%\n", text, unsigned(c.weight), share);
+  }
+  const BookMove chosen = choose_book_move(found, false);
+  const Move m = chosen ? book_move_to_move(pos, chosen) : 0;
+  if (m) {
+    move_text(pos, m, text);
+    std::printf("engine plays %s\n", text);
+  } else {
+    std::printf("engine plays none: it searches\n");
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -115,20 +135,6 @@ int main(int argc, char** argv) {
     std::printf("not in the book\nengine plays none: it searches\n");
     return 0;
   }
-  char text[8];
-  for (int i = 0; i < found.count; ++i) {
-    const BookCandidate& c = found.list[i];
-    move_text(pos, book_move_to_move(pos, c.move), text);
-    const double share = found.weight_sum ? 100.0 * c.weight / found.weight_sum : 0.0;
-    std::printf("%-6s weight %5u share %5.1f%%\n", text, unsigned(c.weight), share);
-  }
-  const BookMove chosen = choose_book_move(found, false);
-  const Move m = chosen ? book_move_to_move(pos, chosen) : 0;
-  if (m) {
-    move_text(pos, m, text);
-    std::printf("engine plays %s\n", text);
-  } else {
-    std::printf("engine plays none: it searches\n");
-  }
+  print_book_answer(pos, found);
   return 0;
 }

@@ -87,6 +87,37 @@ void set_option(EngineSetup& engine, const std::string& name, const std::string&
   engine.options.emplace_back(name, value);
 }
 
+// False (after a message) when the counts and clocks of the match can't be played.
+bool limits_make_sense(const MatchSettings& m) {
+  if (m.games < 1 || m.game.base_ms < 1 || m.max_failures < 1 || m.game.max_plies < 1) {
+    std::fputs("referee: --games, --time, --max-moves and --max-failures must be positive\n", stderr);
+    return false;
+  }
+  // The engine reads lines of up to 8191 characters; a longer position command would arrive cut.
+  if (m.game.max_plies > 1000) {
+    std::fputs("referee: --max-moves is at most 500\n", stderr);
+    return false;
+  }
+  return true;
+}
+
+// Options named by the tool go first, so that an explicit --option can still override them;
+// each engine is labelled with its thread count.
+void put_tool_options_first(MatchSettings& m, const std::string& hash, const std::string threads[2]) {
+  for (int e = 0; e < 2; ++e) {
+    EngineSetup& engine = m.engines[e];
+    std::vector<std::pair<std::string, std::string>> explicit_options = engine.options;
+    engine.options.clear();
+    set_option(engine, "Hash", hash);
+    set_option(engine, "Threads", threads[e]);
+    if (m.chess960) set_option(engine, "UCI_Chess960", "true");
+    for (const auto& [name, value] : explicit_options) set_option(engine, name, value);
+    engine.label = e == 0 ? "E1" : "E2";
+    for (const auto& [name, value] : engine.options)
+      if (name == "Threads") engine.label += "(Threads " + value + ")";
+  }
+}
+
 // False (after a message) on a bad command line.
 bool parse_arguments(int argc, char** argv, MatchSettings& m) {
   const std::string tesmar = tool_directory() + "/tesmar";
@@ -139,28 +170,8 @@ bool parse_arguments(int argc, char** argv, MatchSettings& m) {
       return false;
     }
   }
-  if (m.games < 1 || m.game.base_ms < 1 || m.max_failures < 1 || m.game.max_plies < 1) {
-    std::fputs("referee: --games, --time, --max-moves and --max-failures must be positive\n", stderr);
-    return false;
-  }
-  // The engine reads lines of up to 8191 characters; a longer position command would arrive cut.
-  if (m.game.max_plies > 1000) {
-    std::fputs("referee: --max-moves is at most 500\n", stderr);
-    return false;
-  }
-  // Options named by the tool go first, so that an explicit --option can still override them.
-  for (int e = 0; e < 2; ++e) {
-    EngineSetup& engine = m.engines[e];
-    std::vector<std::pair<std::string, std::string>> explicit_options = engine.options;
-    engine.options.clear();
-    set_option(engine, "Hash", hash);
-    set_option(engine, "Threads", threads[e]);
-    if (m.chess960) set_option(engine, "UCI_Chess960", "true");
-    for (const auto& [name, value] : explicit_options) set_option(engine, name, value);
-    engine.label = "E" + std::to_string(e + 1);
-    for (const auto& [name, value] : engine.options)
-      if (name == "Threads") engine.label += "(Threads " + value + ")";
-  }
+  if (!limits_make_sense(m)) return false;
+  put_tool_options_first(m, hash, threads);
   return true;
 }
 

@@ -48,6 +48,38 @@ const char* missing_table(const Position& pos, int kind) {
   return "a table that a capture leads to is missing or unusable";
 }
 
+// Every root move with its distance, and those the root filter keeps; false when a table of
+// a capture line can't answer.
+bool print_root_moves(ThreadData& thread, const Position& pos, int dtz) {
+  ScoredMove moves[MAX_MOVES];
+  ScoredMove* end = generate_legal(pos, moves);
+  int32_t v[MAX_MOVES];
+  const int count = int(end - moves);
+  if (!root_move_distances(thread, moves, count, dtz, v)) {
+    std::printf("  root moves unknown: a table of a capture line is missing or unusable\n");
+    return false;
+  }
+  ScoredMove kept[MAX_MOVES];
+  std::copy(moves, end, kept);
+  ScoredMove* kept_end = kept + count;
+  const int32_t score = tb_root_filter(thread, kept, &kept_end);
+  std::printf("  score %d\n  all", score);
+  char text[8];
+  for (int i = 0; i < count; ++i) {
+    move_text(pos, moves[i].move, text);
+    std::printf(" %s:%d", text, v[i]);
+  }
+  std::printf("\n  kept");
+  for (ScoredMove* k = kept; k != kept_end; ++k)
+    for (int i = 0; i < count; ++i)
+      if (moves[i].move == k->move) {
+        move_text(pos, k->move, text);
+        std::printf(" %s:%d", text, v[i]);
+      }
+  std::printf("\n");
+  return true;
+}
+
 Answer show(ThreadData& thread, const char* fen) {
   std::printf("%s\n", fen);
   if (const char* reason = fen_check(fen)) {
@@ -79,34 +111,7 @@ Answer show(ThreadData& thread, const char* fen) {
     return NO_TABLE;
   }
   std::printf("  dtz %d success %d\n", dtz, dtz_success);
-
-  ScoredMove moves[MAX_MOVES];
-  ScoredMove* end = generate_legal(pos, moves);
-  int32_t v[MAX_MOVES];
-  const int count = int(end - moves);
-  if (!root_move_distances(thread, moves, count, dtz, v)) {
-    std::printf("  root moves unknown: a table of a capture line is missing or unusable\n");
-    return NO_TABLE;
-  }
-  ScoredMove kept[MAX_MOVES];
-  std::copy(moves, end, kept);
-  ScoredMove* kept_end = kept + count;
-  const int32_t score = tb_root_filter(thread, kept, &kept_end);
-  std::printf("  score %d\n  all", score);
-  char text[8];
-  for (int i = 0; i < count; ++i) {
-    move_text(pos, moves[i].move, text);
-    std::printf(" %s:%d", text, v[i]);
-  }
-  std::printf("\n  kept");
-  for (ScoredMove* k = kept; k != kept_end; ++k)
-    for (int i = 0; i < count; ++i)
-      if (moves[i].move == k->move) {
-        move_text(pos, k->move, text);
-        std::printf(" %s:%d", text, v[i]);
-      }
-  std::printf("\n");
-  return ANSWERED;
+  return print_root_moves(thread, pos, dtz) ? ANSWERED : NO_TABLE;
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "board/position.h"
+#include "common/training_file.h"
 #include "helpers/scratch_files.h"
 #include "search/score.h"
 
@@ -119,4 +120,20 @@ void check_records(const DatagenRun& run, size_t expected, int first_ply) {
       ASSERT_EQ(r.result, run.records[i - 1].result * same_side) << i;
     }
   }
+}
+
+std::vector<CorpusGame> corpus_games(const std::string& bytes, CorpusFileInfo& info) {
+  std::vector<CorpusGame> games;
+  GameBoard board;
+  std::string error;
+  EXPECT_TRUE(read_corpus(bytes, board, [&](const CorpusGame& g) { games.push_back(g); }, info, error)) << error;
+  return games;
+}
+
+std::vector<TrainingRecord> training_records_of(const std::string& path) {
+  TrainingFiles files;
+  EXPECT_TRUE(open_training_files({path}, files));
+  std::vector<TrainingRecord> records(size_t(files.total));
+  EXPECT_TRUE(read_training_records(files, 0, files.total, records.data()));
+  return records;
 }

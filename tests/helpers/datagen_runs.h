@@ -1,6 +1,7 @@
 #pragma once
 // Runs of the datagen tool for the tests: a run's exit, messages and records, its games as the
-// journal lists them, a run stopped by a signal, and the checks every run's records pass.
+// journal lists them, a run stopped by a signal, the checks every run's records pass, and the
+// games and records of the files it writes as the trainer reads them.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/game_corpus.h"
 #include "common/training_record.h"
 
 // One run of the tool: its exit status, what it printed on stderr, the records of its file.
@@ -49,3 +51,9 @@ void append_bytes(const std::string& path, const std::string& bytes);
 
 // What every record of a run must satisfy; the results of one game alternate with the side.
 void check_records(const DatagenRun& run, size_t expected, int first_ply);
+
+// The games of a corpus file's bytes; info says how much of it was readable.
+std::vector<CorpusGame> corpus_games(const std::string& bytes, CorpusFileInfo& info);
+
+// The records of training files, corpus files and folders of them, as the trainer reads them.
+std::vector<TrainingRecord> training_records_of(const std::string& path);

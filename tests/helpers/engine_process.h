@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "common/engine_pipe.h"
+#include "referee/engine_pipe.h"
 
 using Lines = std::vector<std::string>;
 

@@ -6,8 +6,8 @@
 
 #include "board/make_move.h"
 #include "board/movegen.h"
-#include "common/teacher.h"
 #include "datagen/game_records.h"
+#include "datagen/teacher.h"
 #include "games/start_positions.h"
 #include "search/score.h"
 

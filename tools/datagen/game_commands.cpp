@@ -52,6 +52,14 @@ bool import_file(const std::string& path, int stream, bool corpus, GameBoard& bo
   return true;
 }
 
+// The commands that import write a new file, never over one: false, after a message, when
+// the file is there.
+bool is_new_output(const std::string& out, const char* command) {
+  if (access(out.c_str(), F_OK) != 0) return true;
+  std::fprintf(stderr, "datagen: %s exists; %s writes a new file\n", out.c_str(), command);
+  return false;
+}
+
 // Writes data, behind the training files' header when one is asked for, to a new file.
 bool write_new_file(const std::string& path, bool training_header, const void* data, size_t bytes) {
   const std::string temporary = path + ".tmp";
@@ -75,10 +83,7 @@ int import_pgn_command(int argc, char** argv) {
   }
   init_board_tables();
   const std::string out = argv[1];
-  if (access(out.c_str(), F_OK) == 0) {
-    std::fprintf(stderr, "datagen: %s exists; import-pgn writes a new file\n", out.c_str());
-    return 1;
-  }
+  if (!is_new_output(out, "import-pgn")) return 1;
   const bool corpus = is_corpus_path(out);
   std::string bytes = corpus ? corpus_header() : std::string();
   std::vector<TrainingRecord> records;
@@ -121,10 +126,7 @@ int import_records_command(int argc, char** argv) {
   }
   init_board_tables();
   const std::string out = argv[1];
-  if (access(out.c_str(), F_OK) == 0) {
-    std::fprintf(stderr, "datagen: %s exists; import-records writes a new file\n", out.c_str());
-    return 1;
-  }
+  if (!is_new_output(out, "import-records")) return 1;
   std::string bytes = corpus_header();
   GameBoard board;
   RebuildCounts counts;

@@ -8,7 +8,7 @@
 
 #include "board/fen_check.h"
 #include "board/fen_write.h"
-#include "common/san.h"
+#include "datagen/san.h"
 #include "protocol/engine_options.h"
 #include "search/score.h"
 

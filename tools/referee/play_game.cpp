@@ -67,6 +67,78 @@ std::string check_info_line(GameRecord& game, const std::string& line) {
   return "";
 }
 
+namespace {
+
+std::string go_command(const int64_t clock_ms[2], int64_t increment_ms) {
+  return "go wtime " + std::to_string(clock_ms[0]) + " btime " + std::to_string(clock_ms[1]) + " winc " +
+         std::to_string(increment_ms) + " binc " + std::to_string(increment_ms);
+}
+
+// Reads the search's lines up to its bestmove: each info line checked, the answers to
+// isready counted off; "" with the move in best, else the fault.
+std::string read_search(EngineSeat& seat, GameRecord& game, int64_t deadline, Move& best) {
+  for (;;) {
+    std::string line;
+    const std::string failure = receive_from(seat, deadline, "bestmove: loss on time", line);
+    if (!failure.empty()) return failure;
+    const std::vector<std::string> words = split_words(line);
+    if (line == "readyok" && seat.pending_readyok > 0) {
+      --seat.pending_readyok;
+    } else if (!words.empty() && words[0] == "info") {
+      const std::string fault = check_info_line(game, line);
+      if (!fault.empty()) return fault + " in \"" + line + "\"";
+    } else if (!words.empty() && words[0] == "bestmove") {
+      const std::string fault = check_bestmove(game, words, best);
+      return fault.empty() ? "" : fault + " in \"" + line + "\"";
+    } else {
+      return "unexpected line during a search: \"" + line + "\"";
+    }
+  }
+}
+
+// The ping came too late to meet the search; its answer still has to come.
+std::string await_late_readyok(EngineSeat& seat, const GameSettings& settings) {
+  if (seat.pending_readyok == 0) return "";
+  std::string line;
+  std::string failure = receive_from(seat, now_ms() + settings.timeouts.ready_ms, "readyok: engine hangs", line);
+  if (failure.empty() && line != "readyok") failure = "unexpected line after bestmove: \"" + line + "\"";
+  if (failure.empty()) --seat.pending_readyok;
+  return failure;
+}
+
+// One move of the side to move, searched under its clock and checked line by line; the
+// clock is charged and the move played. "" or the fault of that side.
+std::string play_one_move(EngineSeat& seat, GameRecord& game, const GameSettings& settings, int ply,
+                          int64_t clock_ms[2], GameResult& result) {
+  const int side = white_to_move(game) ? 0 : 1;
+  std::string failure = send_to(seat, position_command(game));
+  if (failure.empty()) failure = send_to(seat, go_command(clock_ms, settings.increment_ms));
+  if (!failure.empty()) return failure;
+  const int64_t started = now_ms();
+  const int64_t deadline = started + clock_ms[side] + settings.grace_ms;
+  // An isready in the middle of a search must be answered at once, between whole lines.
+  if (settings.ping_every > 0 && ply % settings.ping_every == settings.ping_every - 1) {
+    failure = send_to(seat, "isready");
+    if (!failure.empty()) return failure;
+    ++seat.pending_readyok;
+  }
+  Move best = 0;
+  failure = read_search(seat, game, deadline, best);
+  if (!failure.empty()) return failure;
+  const int64_t used = now_ms() - started;
+  failure = await_late_readyok(seat, settings);
+  if (!failure.empty()) return failure;
+  if (used > clock_ms[side]) {
+    ++result.late_moves;
+    result.longest_overrun_ms = std::max(result.longest_overrun_ms, used - clock_ms[side]);
+  }
+  clock_ms[side] = std::max<int64_t>(0, clock_ms[side] - used) + settings.increment_ms;
+  play_move(game, best);
+  return "";
+}
+
+}  // namespace
+
 GameResult play_game(EngineSeat* seats[2], GameRecord& game, const GameSettings& settings) {
   GameResult result;
   auto fail = [&](int side, const std::string& what) {
@@ -86,62 +158,13 @@ GameResult play_game(EngineSeat* seats[2], GameRecord& game, const GameSettings&
     result.end = game_end(game);
     if (result.end == GameEnd::NONE && ply >= settings.max_plies) result.end = GameEnd::MOVE_LIMIT;
     if (result.end != GameEnd::NONE) break;
-
-    const int side = white_to_move(game) ? 0 : 1;
-    EngineSeat& seat = *seats[side];
     for (int s = 0; s < 2; ++s) {
       const std::string failure = check_silence(*seats[s]);
       if (!failure.empty()) return fail(s, failure);
     }
-    std::string failure = send_to(seat, position_command(game));
-    const std::string go = "go wtime " + std::to_string(clock_ms[0]) + " btime " + std::to_string(clock_ms[1]) +
-                           " winc " + std::to_string(settings.increment_ms) + " binc " +
-                           std::to_string(settings.increment_ms);
-    if (failure.empty()) failure = send_to(seat, go);
+    const int side = white_to_move(game) ? 0 : 1;
+    const std::string failure = play_one_move(*seats[side], game, settings, ply, clock_ms, result);
     if (!failure.empty()) return fail(side, failure);
-    const int64_t started = now_ms();
-    const int64_t deadline = started + clock_ms[side] + settings.grace_ms;
-    // An isready in the middle of a search must be answered at once, between whole lines.
-    if (settings.ping_every > 0 && ply % settings.ping_every == settings.ping_every - 1) {
-      failure = send_to(seat, "isready");
-      if (!failure.empty()) return fail(side, failure);
-      ++seat.pending_readyok;
-    }
-
-    Move best = 0;
-    for (;;) {
-      std::string line;
-      failure = receive_from(seat, deadline, "bestmove: loss on time", line);
-      if (!failure.empty()) return fail(side, failure);
-      const std::vector<std::string> words = split_words(line);
-      if (line == "readyok" && seat.pending_readyok > 0) {
-        --seat.pending_readyok;
-      } else if (!words.empty() && words[0] == "info") {
-        failure = check_info_line(game, line);
-        if (!failure.empty()) return fail(side, failure + " in \"" + line + "\"");
-      } else if (!words.empty() && words[0] == "bestmove") {
-        failure = check_bestmove(game, words, best);
-        if (!failure.empty()) return fail(side, failure + " in \"" + line + "\"");
-        break;
-      } else {
-        return fail(side, "unexpected line during a search: \"" + line + "\"");
-      }
-    }
-    const int64_t used = now_ms() - started;
-    if (seat.pending_readyok > 0) {
-      // The ping came too late to meet the search; its answer still has to come.
-      std::string line;
-      failure = receive_from(seat, now_ms() + settings.timeouts.ready_ms, "readyok: engine hangs", line);
-      if (failure.empty() && line != "readyok") failure = "unexpected line after bestmove: \"" + line + "\"";
-      if (!failure.empty()) return fail(side, failure);
-      --seat.pending_readyok;
-    }
-    if (used > clock_ms[side]) {
-      ++result.late_moves;
-      result.longest_overrun_ms = std::max(result.longest_overrun_ms, used - clock_ms[side]);
-    }
-    clock_ms[side] = std::max<int64_t>(0, clock_ms[side] - used) + settings.increment_ms;
-    play_move(game, best);
   }
 
   if (result.end == GameEnd::CHECKMATE) result.winner = white_to_move(game) ? 1 : 0;

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/engine_pipe.h"
+#include "referee/engine_pipe.h"
 
 struct EngineSetup {
   std::string program;

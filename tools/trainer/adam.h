@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "common/float_model.h"
+#include "trainer/float_model.h"
 
 constexpr float ADAM_BETA1 = 0.9f;
 constexpr float ADAM_BETA2 = 0.999f;

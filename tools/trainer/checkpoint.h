@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "common/float_model.h"
 #include "trainer/adam.h"
+#include "trainer/float_model.h"
 #include "trainer/options.h"
 
 struct EpochRow {

@@ -5,14 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "common/export_check.h"
-#include "common/network_export.h"
+#include "common/record_features.h"
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
-#include "common/export_check.h"
-#include "common/network_export.h"
-#include "common/record_features.h"
-#include "common/training_set.h"
+#include "trainer/export_check.h"
+#include "trainer/network_export.h"
+#include "trainer/training_set.h"
 
 namespace {
 

@@ -54,6 +54,24 @@ bool number(const char* text, double& value) {
   return *text && !*end;
 }
 
+// The option of that name that takes a number; false when there is none.
+bool set_number(const char* name, double v, TrainOptions& options) {
+  TrainSettings& s = options.settings;
+  if (!std::strcmp(name, "--epochs")) s.epochs = int32_t(v);
+  else if (!std::strcmp(name, "--batch")) s.batch = int32_t(v);
+  else if (!std::strcmp(name, "--lr")) s.learning_rate = v;
+  else if (!std::strcmp(name, "--lr-drop")) s.lr_drop = int32_t(v);
+  else if (!std::strcmp(name, "--lr-gamma")) s.lr_gamma = v;
+  else if (!std::strcmp(name, "--lambda")) s.lambda = v;
+  else if (!std::strcmp(name, "--scale")) s.scale = v;
+  else if (!std::strcmp(name, "--validation-share")) s.validation_share = v;
+  else if (!std::strcmp(name, "--threads")) options.threads = int(v);
+  else if (!std::strcmp(name, "--chunk")) options.chunk = int64_t(v);
+  else if (!std::strcmp(name, "--skip-plies")) options.corpus_filter.skip_plies = int(v);
+  else return false;
+  return true;
+}
+
 }  // namespace
 
 bool parse_train_options(int argc, char** argv, TrainOptions& options) {
@@ -103,18 +121,7 @@ bool parse_train_options(int argc, char** argv, TrainOptions& options) {
       std::fprintf(stderr, "%s: %s is not a number\n", name, text);
       return false;
     }
-    if (!std::strcmp(name, "--epochs")) s.epochs = int32_t(v);
-    else if (!std::strcmp(name, "--batch")) s.batch = int32_t(v);
-    else if (!std::strcmp(name, "--lr")) s.learning_rate = v;
-    else if (!std::strcmp(name, "--lr-drop")) s.lr_drop = int32_t(v);
-    else if (!std::strcmp(name, "--lr-gamma")) s.lr_gamma = v;
-    else if (!std::strcmp(name, "--lambda")) s.lambda = v;
-    else if (!std::strcmp(name, "--scale")) s.scale = v;
-    else if (!std::strcmp(name, "--validation-share")) s.validation_share = v;
-    else if (!std::strcmp(name, "--threads")) options.threads = int(v);
-    else if (!std::strcmp(name, "--chunk")) options.chunk = int64_t(v);
-    else if (!std::strcmp(name, "--skip-plies")) options.corpus_filter.skip_plies = int(v);
-    else {
+    if (!set_number(name, v, options)) {
       std::fprintf(stderr, "unknown option %s\n", name);
       return false;
     }

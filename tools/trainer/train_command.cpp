@@ -7,15 +7,15 @@
 #include <memory>
 #include <thread>
 
-#include "common/network_export.h"
-#include "common/network_import.h"
-#include "common/training_set.h"
 #include "eval/network.h"
 #include "trainer/checkpoint.h"
 #include "trainer/commands.h"
 #include "trainer/loss_log.h"
+#include "trainer/network_export.h"
+#include "trainer/network_import.h"
 #include "trainer/options.h"
 #include "trainer/train_step.h"
+#include "trainer/training_set.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <memory>
 
-#include "common/float_vector.h"
+#include "trainer/float_vector.h"
 #include "trainer/run_threads.h"
 
 namespace {

@@ -10,9 +10,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "common/float_model.h"
 #include "common/training_record.h"
 #include "trainer/adam.h"
+#include "trainer/float_model.h"
 
 struct LossSettings {
   float lambda;      // weight of the score in the target; the rest is the game result

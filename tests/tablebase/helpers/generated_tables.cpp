@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <mutex>
 
+#include "bench_tablebase/board_text.h"
 #include "board/position.h"
-#include "common/board_text.h"
 #include "helpers/board_fixtures.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"
@@ -114,6 +115,14 @@ ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int 
       ++found;
     }
   return result;
+}
+
+void expect_every_position_agrees(const std::string& name, bool exact_files) {
+  auto thread = thread_at(START_FEN);
+  std::mt19937_64 unused;
+  const ProbeComparison c = compare_probes(*thread, name, 0, exact_files, unused);
+  expect_no_faults(c, name);
+  std::printf("%s: %lld positions, %lld distances exact\n", name.c_str(), (long long)c.positions, (long long)c.exact);
 }
 
 void expect_quick_signatures_agree(bool exact_files, uint64_t seed) {

@@ -50,6 +50,10 @@ struct ProbeComparison : SweepResult {
 ProbeComparison compare_probes(ThreadData& thread, const std::string& name, int sample, bool exact_files,
                                std::mt19937_64& random);
 
+// compare_probes on every legal position of the signature, both sides to move; failures are
+// reported to the running test, the counts printed.
+void expect_every_position_agrees(const std::string& name, bool exact_files);
+
 // compare_probes on 400 positions per side of each of the QUICK_SIGNATURES, in this process,
 // with the registry as the caller set it; failures are reported to the running test.
 void expect_quick_signatures_agree(bool exact_files, uint64_t seed);

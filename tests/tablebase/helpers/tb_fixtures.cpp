@@ -6,10 +6,10 @@
 #include <optional>
 #include <utility>
 
+#include "bench_tablebase/board_text.h"
 #include "board/make_move.h"
 #include "board/movegen.h"
 #include "board/position.h"
-#include "common/board_text.h"
 #include "helpers/board_fixtures.h"
 #include "protocol/engine_options.h"
 #include "tablebase/embedded_tables.h"

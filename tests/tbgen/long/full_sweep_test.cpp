@@ -4,9 +4,6 @@
 // deep with the rules of chess. Long: run with ctest -L long.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
-#include "helpers/board_fixtures.h"
 #include "tablebase/helpers/generated_tables.h"
 #include "tablebase/helpers/probe_cache.h"
 #include "tablebase/helpers/tb_fixtures.h"
@@ -15,14 +12,7 @@ namespace {
 
 class OurTablesFull : public EmbeddedTablesTest, public testing::WithParamInterface<std::string> {};
 
-TEST_P(OurTablesFull, EveryPositionGivesTheGeneratorsValues) {
-  auto thread = thread_at(START_FEN);
-  std::mt19937_64 unused;
-  const ProbeComparison c = compare_probes(*thread, GetParam(), 0, true, unused);
-  expect_no_faults(c, GetParam());
-  std::printf("%s: %lld positions, %lld distances exact\n", GetParam().c_str(), (long long)c.positions,
-              (long long)c.exact);
-}
+TEST_P(OurTablesFull, EveryPositionGivesTheGeneratorsValues) { expect_every_position_agrees(GetParam(), true); }
 
 TEST_P(OurTablesFull, EveryPositionAgreesWithItsMoves) {
   expect_no_faults(sweep_signature_cached(GetParam()), GetParam());

@@ -1,4 +1,4 @@
-#include "common/san.h"
+#include "datagen/san.h"
 
 #include <cstring>
 #include <memory>

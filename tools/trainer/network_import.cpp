@@ -1,10 +1,10 @@
-#include "common/network_import.h"
+#include "trainer/network_import.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "common/fixed_point.h"
-#include "common/network_export.h"
+#include "trainer/fixed_point.h"
+#include "trainer/network_export.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "common/network_export.h"
+#include "trainer/network_export.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "common/export_check.h"
+#include "trainer/export_check.h"
 
 #include <cmath>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "common/teacher.h"
+#include "datagen/teacher.h"
 
 #include <algorithm>
 

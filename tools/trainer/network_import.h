@@ -9,7 +9,7 @@
 // the blob's values exactly.
 #include <cstdint>
 
-#include "common/float_model.h"
+#include "trainer/float_model.h"
 
 // Fills model from blob (NETWORK_BLOB_SIZE bytes). Returns the count of lanes that had to be
 // clipped to the row limit; they are the only values the export would not give back.

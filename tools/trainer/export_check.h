@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "common/float_model.h"
+#include "trainer/float_model.h"
 
 struct TrainingRecord;
 

@@ -1,11 +1,11 @@
-#include "common/float_model.h"
+#include "trainer/float_model.h"
 
 #include <algorithm>
 #include <cmath>
 #include <random>
 
-#include "common/fixed_point.h"
-#include "common/float_vector.h"
+#include "trainer/fixed_point.h"
+#include "trainer/float_vector.h"
 
 FloatModel::FloatModel() : rows(size_t(MODEL_ROWS) * L1_SIZE, 0.0f), dense{} {}
 

@@ -1,4 +1,4 @@
-#include "common/engine_pipe.h"
+#include "referee/engine_pipe.h"
 
 #include <fcntl.h>
 #include <poll.h>

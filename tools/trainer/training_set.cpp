@@ -1,4 +1,4 @@
-#include "common/training_set.h"
+#include "trainer/training_set.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "common/board_text.h"
+#include "bench_tablebase/board_text.h"
 
 std::string fen_of_board(const char* board, bool black_to_move, int rule50) {
   std::string fen;

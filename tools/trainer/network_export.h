@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "common/fixed_point.h"
-#include "common/float_model.h"
+#include "trainer/fixed_point.h"
+#include "trainer/float_model.h"
 
 // Rows of pawns on the first or last rank: no position switches them on, and the blob holds zeros.
 bool unused_pawn_row(int row);
