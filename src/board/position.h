@@ -22,6 +22,11 @@ constexpr int NO_EP_FILE = 8;       // the en-passant field when no capture en p
 
 // Flags with the en-passant field cleared to NO_EP_FILE.
 constexpr uint8_t flags_without_ep(uint8_t flags) { return uint8_t((flags & ~EP_FIELD) | FLAG_NO_EP); }
+
+// The castling word: four four-bit rook files, NO_RIGHT in a field whose right is gone.
+constexpr int OWN_KING_SIDE_SHIFT = 0, OWN_QUEEN_SIDE_SHIFT = 4, ENEMY_KING_SIDE_SHIFT = 8, ENEMY_QUEEN_SIDE_SHIFT = 12;
+constexpr uint16_t CASTLING_FIELD = 15;
+constexpr uint16_t OWN_CASTLING_FIELDS = 0x00FF;
 constexpr uint16_t NO_CASTLING = 0x8888;
 constexpr int NO_RIGHT = 8;
 constexpr int POSITION_STACK_SIZE = 612;
@@ -30,8 +35,15 @@ inline Bitboard enemy_pieces(const Position& p) { return p.bb[OWN] ^ p.bb[OCCUPI
 inline bool in_check(const Position& p) { return p.flags & FLAG_IN_CHECK; }
 inline int side_bit(const Position& p) { return p.flags & FLAG_BLACK; }
 inline int ep_file(const Position& p) { return p.flags >> 4; }  // 8 when none
-inline int own_king_side_rook(const Position& p) { return p.castling & 15; }
-inline int own_queen_side_rook(const Position& p) { return (p.castling >> 4) & 15; }
+inline int castling_field(const Position& p, int shift) { return (p.castling >> shift) & CASTLING_FIELD; }
+inline int own_king_side_rook(const Position& p) { return castling_field(p, OWN_KING_SIDE_SHIFT); }
+inline int own_queen_side_rook(const Position& p) { return castling_field(p, OWN_QUEEN_SIDE_SHIFT); }
+inline int enemy_king_side_rook(const Position& p) { return castling_field(p, ENEMY_KING_SIDE_SHIFT); }
+inline int enemy_queen_side_rook(const Position& p) { return castling_field(p, ENEMY_QUEEN_SIDE_SHIFT); }
+// Writes one field of the castling word: a rook file, or NO_RIGHT when the right is gone.
+inline void set_castling_field(uint16_t& castling, int shift, int rook_file) {
+  castling = uint16_t((castling & ~(CASTLING_FIELD << shift)) | rook_file << shift);
+}
 inline Square own_king_square(const Position& p) { return lsb(p.bb[KING] & p.bb[OWN]); }
 inline Square enemy_king_square(const Position& p) { return lsb(p.bb[KING] & ~p.bb[OWN]); }
 
