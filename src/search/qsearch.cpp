@@ -1,7 +1,7 @@
 #include "eval/evaluate.h"
 #include "search/hash_store.h"
 #include "search/move_picker.h"
-#include "search/node_entry.h"
+#include "search/node_check.h"
 #include "search/search.h"
 #include "search/search_margins.h"
 #include "search/tablebase_cut.h"
@@ -27,13 +27,15 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
   const Position& pos = *thread.current_position;
   const bool checked = in_check(pos);
   if ((depth <= QSEARCH_DEPTH_FLOOR && !checked) || ply >= LEAF_PLY) return evaluate(thread, ply);
-  // Below the first ply only captures are looked at, and entries of depth -1 are enough.
+  // Below the first ply only captures are looked at, and entries of depth -1 are enough;
+  // the node stores its own entry with that depth.
   const bool checks_off = depth != 0 && !checked;
+  const int stored_depth = checks_off ? -1 : 0;
 
   const NodeEntry entry = probe_node_entry(pos.key, ply);
   int32_t value = thread.static_evals[ply];
   if (entry.hit) {
-    if (entry_cuts(entry, -int(checks_off), alpha, beta)) return entry.score;
+    if (entry_cuts(entry, stored_depth, alpha, beta)) return entry.score;
     value = adopt_entry(thread, ply, entry, checked);
   }
 
@@ -41,7 +43,6 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
 
   // The hash move, and stand pat: out of check the side may keep the standing score.
   const Move hash_mv = entry.move ? validate_hash_move(thread, entry.move) : 0;
-  const int depth_code = checks_off ? 127 : 128;
   int32_t best_score = SCORE_NONE;
   Move best_move = 0;
   bool raised = false;
@@ -53,7 +54,7 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
       raised = true;
     }
     if (alpha >= beta) {
-      store_qsearch_entry(pos.key, depth_code, hash_mv, BOUND_LOWER, value, ply, thread.static_evals[ply]);
+      store_qsearch_entry(pos.key, stored_depth, hash_mv, BOUND_LOWER, value, ply, thread.static_evals[ply]);
       return value;
     }
   }
@@ -97,7 +98,7 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
   // End of the node: mate in check, else the store; qsearch never reports stalemate.
   if (checked && legal_count == 0) return mated_score(ply);
   const uint32_t bound = !raised ? BOUND_UPPER : alpha >= beta ? BOUND_LOWER : BOUND_EXACT;
-  store_qsearch_entry(pos.key, depth_code, best_move ? best_move : hash_mv, bound, best_score, ply,
+  store_qsearch_entry(pos.key, stored_depth, best_move ? best_move : hash_mv, bound, best_score, ply,
                       thread.static_evals[ply]);
   return best_score;
 }

@@ -7,7 +7,7 @@
 #include "eval/evaluate.h"
 #include "search/hash_store.h"
 #include "search/move_picker.h"
-#include "search/node_entry.h"
+#include "search/node_check.h"
 #include "search/probcut.h"
 #include "search/reductions.h"
 #include "search/search_margins.h"
