@@ -17,8 +17,32 @@ inline bool losing_exchange(const ThreadData& thread, Move m) {
   return SEE_VALUES[move_piece(m)] > SEE_VALUES[move_captured(m)] && see(thread, m) < 0;
 }
 
+// What the move loop of a quiescence node fixes before its first move.
+struct QsearchLoopState {
+  bool checked;
+  bool delta_pruning;   // a non-PV node whose standing value is an ordinary score
+  int32_t stand_value;  // the standing score out of check
+  Move hash_move;
+};
+
+// Moves not worth a node here. In check: losing evasions, once a mate is off the board.
+// Out of check: captures that can't lift the standing score to alpha, losing checks, and
+// captures that merely trade.
+inline bool prune_qsearch_move(const ThreadData& thread, const QsearchLoopState& loop, Move m, int32_t best_score,
+                               int32_t alpha) {
+  // The first evasion is always searched.
+  if (loop.checked) return best_score >= -ORDINARY_LIMIT && losing_exchange(thread, m);
+  if (loop.delta_pruning && plain_capture(m) && !same_move(m, loop.hash_move) &&
+      loop.stand_value + DELTA_VALUES[move_captured(m)] < alpha && is_ordinary(alpha))
+    return true;
+  if (m & MOVE_GIVES_CHECK) return losing_exchange(thread, m);
+  if (plain_capture(m)) return SEE_VALUES[move_piece(m)] >= SEE_VALUES[move_captured(m)] && see(thread, m) <= 0;
+  return false;
+}
+
 }  // namespace
 
+// Long on purpose, like search: stand pat, move loop and store share alpha, the best score and the bound.
 int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int32_t alpha, int32_t beta,
                 Move prev_move, Move prev_prev_move) {
   // Node entry: stop check, draw rules, depth floor, hash table, tables.
@@ -61,7 +85,8 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
 
   const bool pv = node_type == NODE_PV;
   const uint32_t child_type = pv ? NODE_PV : node_type ^ NODE_CUT;
-  const bool delta_pruning = !pv && is_ordinary(value);
+  const QsearchLoopState loop{
+      .checked = checked, .delta_pruning = !pv && is_ordinary(value), .stand_value = value, .hash_move = hash_mv};
   // Move loop: captures (evasions in check), quiet checks on the first ply; exchange and delta pruning.
   MovePicker mp;
   start_picker(mp, hash_mv);
@@ -70,18 +95,7 @@ int32_t qsearch(ThreadData& thread, uint32_t node_type, int ply, int depth, int3
     const Move m = next_qsearch_move(thread, mp, checked, checks_off, prev_move, prev_prev_move).move;
     if (!m) break;
     ++legal_count;
-    if (checked) {
-      // The first evasion is always searched; once a mate is off the board, losing ones are not.
-      if (best_score >= -ORDINARY_LIMIT && losing_exchange(thread, m)) continue;
-    } else if (delta_pruning && plain_capture(m) && !same_move(m, hash_mv) &&
-               value + DELTA_VALUES[move_captured(m)] < alpha && is_ordinary(alpha)) {
-      continue;
-    } else if (m & MOVE_GIVES_CHECK) {
-      if (losing_exchange(thread, m)) continue;
-    } else if (plain_capture(m)) {
-      // A capture that merely trades is not worth a node here.
-      if (SEE_VALUES[move_piece(m)] >= SEE_VALUES[move_captured(m)] && see(thread, m) <= 0) continue;
-    }
+    if (prune_qsearch_move(thread, loop, m, best_score, alpha)) continue;
 
     make_child_move(thread, ply, m);
     const int32_t score = -qsearch(thread, child_type, ply + 1, depth - 1, -beta, -alpha, m, prev_move);
