@@ -68,7 +68,7 @@ void read_en_passant(Position& pos, const char* field, bool black_to_move) {
   Bitboard capturers = black_to_move ? EP_RANK4[f] & enemy_pieces(pos) & pos.bb[PAWN]
                                      : EP_RANK5[f] & pos.bb[OWN] & pos.bb[PAWN];
   if (capturers) {
-    pos.flags = uint8_t((pos.flags & ~EP_FIELD) | f << 4);
+    pos.flags = flags_with_ep(pos.flags, f);
     pos.key ^= ZOBRIST[ZOBRIST_EP + f];
   }
 }

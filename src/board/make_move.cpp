@@ -143,7 +143,7 @@ inline void after_own_move(MoveWork& w, int p, Square f, Square t) {
   } else if (p == PAWN && t == f + 2 * PAWN_STEP) {
     if (pos.bb[PAWN] & EP_RANK4[file_of(t)] & enemy_pieces(pos)) {
       w.key ^= ZOBRIST[ZOBRIST_EP + file_of(t)];
-      w.flags = uint8_t((w.flags & ~EP_FIELD) | file_of(t) << 4);
+      w.flags = flags_with_ep(w.flags, file_of(t));
     }
   }
 }
