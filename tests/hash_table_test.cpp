@@ -15,7 +15,7 @@
 namespace {
 
 constexpr uint64_t KEY = 0x9E3779B97F4A7C15ull;
-constexpr uint32_t NEXT_SEARCH = 0x2000000;
+constexpr uint32_t NEXT_SEARCH = HASH_GENERATION_STEP;
 
 // A 1 MB table that each test gives back.
 class HashTable : public testing::Test {
@@ -71,13 +71,13 @@ TEST_F(HashTable, StoreRulesOfEachWriter) {
   store_search_entry(KEY, NODE_ALL, 1, 0, BOUND_UPPER, 52, 0, 0);
   EXPECT_EQ(score_at(KEY), 52);
   // Quiescence never displaces a main-search entry of this search, whatever its bound.
-  store_qsearch_entry(KEY, 128, 0, BOUND_EXACT, 53, 0, 0);
+  store_qsearch_entry(KEY, 0, 0, BOUND_EXACT, 53, 0, 0);
   EXPECT_EQ(score_at(KEY), 52);
   // The root overwrites; in the next search everything of this one gives way.
   store_root_entry(KEY, 1, 0, 54, 0);
   EXPECT_EQ(score_at(KEY), 54);
   search_limits.hash_generation += NEXT_SEARCH;
-  store_qsearch_entry(KEY, 127, 0, BOUND_UPPER, 55, 0, 0);
+  store_qsearch_entry(KEY, -1, 0, BOUND_UPPER, 55, 0, 0);
   EXPECT_EQ(score_at(KEY), 55);
   store_search_entry(KEY, NODE_CUT, 1, 0, BOUND_LOWER, 56, 0, 0);
   EXPECT_EQ(score_at(KEY), 56);
@@ -109,7 +109,7 @@ TEST(ScoreText, MateNumbersCountTheWinnersMoves) {
 void store(const char* fen, const char* path, const char* token, uint32_t bound = BOUND_EXACT) {
   auto at = thread_at(fen, path);
   const Move m = token ? move_named(*at->current_position, token) : 0;
-  write_hash(at->current_position->key, make_hash_data(130, short_move_of(m), bound, 0, 0, 0));
+  write_hash(at->current_position->key, make_hash_data(2, short_move_of(m), bound, 0, 0, 0));
 }
 
 // The info line of a root whose first move is given; it must leave the root as it was.

@@ -9,7 +9,7 @@
 #include "protocol/engine_options.h"
 #include "protocol/memory_block.h"
 #include "protocol/search_limits.h"
-#include "search/hash_entry.h"
+#include "search/hash_table.h"
 #include "search/thread_data.h"
 
 namespace {

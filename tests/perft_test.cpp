@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "board/perft.h"
-#include "board/perft_suite.h"
+#include "common/perft_suite.h"
 #include "helpers/board_fixtures.h"
 
 namespace {

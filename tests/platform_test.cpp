@@ -16,7 +16,7 @@
 #include "protocol/engine_options.h"
 #include "protocol/memory_block.h"
 #include "protocol/search_limits.h"
-#include "search/hash_entry.h"
+#include "search/hash_table.h"
 #include "tablebase/index_tables.h"
 #include "tablebase/probe.h"
 #include "tablebase/registry.h"

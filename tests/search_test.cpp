@@ -114,7 +114,7 @@ TEST(Search, MatesAreFoundStoredAndPrintedWithTheWinnersMoveCount) {
     EXPECT_EQ(lines, c.depth) << c.fen;
     uint64_t data;
     ASSERT_TRUE(probe_hash(root->key, data));
-    EXPECT_EQ(data, make_hash_data(c.depth + 128, short_move_of(thread.root_moves[0].move), BOUND_EXACT,
+    EXPECT_EQ(data, make_hash_data(c.depth, short_move_of(thread.root_moves[0].move), BOUND_EXACT,
                                    search_limits.hash_generation, score, thread.static_evals[0]));
   }
 }

@@ -10,7 +10,7 @@
 #include "board/board_tables.h"
 #include "board/move_text.h"
 #include "board/perft.h"
-#include "board/perft_suite.h"
+#include "common/perft_suite.h"
 #include "protocol/engine_options.h"
 #include "search/thread_data.h"
 

@@ -23,6 +23,56 @@ int piece_type_of_letter(char c) {
 
 bool is_black_letter(char c) { return c == 'k' || c == 'q' || c == 'r' || c == 'b' || c == 'n' || c == 'p'; }
 
+// The placement field, from a8 to h1, with White as the side to move.
+void read_placement(Position& pos, const char* field) {
+  int counter = 0;
+  for (const char* c = field; *c && counter < 64; ++c) {
+    if (*c >= '1' && *c <= '8') {
+      counter += *c - '0';
+      continue;
+    }
+    if (*c == '/') continue;
+    int type = piece_type_of_letter(*c);
+    bool black = is_black_letter(*c);
+    Square s = counter ^ 56;
+    pos.bb[type] |= bit(s);
+    pos.bb[OCCUPIED] |= bit(s);
+    if (!black) pos.bb[OWN] |= bit(s);
+    pos.key ^= ZOBRIST[((type + (black ? 8 : 0)) << 6) + (black ? counter : s)];
+    ++counter;
+  }
+}
+
+// KQkq or rook files (Shredder or X-FEN); a right's wing is the side of the king its rook is on.
+void read_castling(Position& pos, const char* field) {
+  if (field[0] == '-') return;
+  for (const char* c = field; *c; ++c) {
+    char letter = *c == 'K' ? 'H' : *c == 'Q' ? 'A' : *c == 'k' ? 'h' : *c == 'q' ? 'a' : *c;
+    bool white = letter >= 'A' && letter <= 'H';
+    if (!white && !(letter >= 'a' && letter <= 'h')) continue;
+    int rook_file = white ? letter - 'A' : letter - 'a';
+    Bitboard kings = pos.bb[KING] & (white ? pos.bb[OWN] : enemy_pieces(pos));
+    int king_file = kings ? file_of(lsb(kings)) : 0;
+    bool king_side = rook_file > king_file;
+    int shift = white ? (king_side ? OWN_KING_SIDE_SHIFT : OWN_QUEEN_SIDE_SHIFT)
+                      : (king_side ? ENEMY_KING_SIDE_SHIFT : ENEMY_QUEEN_SIDE_SHIFT);
+    set_castling_field(pos.castling, shift, rook_file);
+    pos.key ^= ZOBRIST[castling_key_index(!white, king_side)];
+  }
+}
+
+// The en-passant file is kept only when a pawn of the side to move can capture there.
+void read_en_passant(Position& pos, const char* field, bool black_to_move) {
+  if (field[0] == '-') return;
+  int f = (field[0] - 'a') & 7;
+  Bitboard capturers = black_to_move ? EP_RANK4[f] & enemy_pieces(pos) & pos.bb[PAWN]
+                                     : EP_RANK5[f] & pos.bb[OWN] & pos.bb[PAWN];
+  if (capturers) {
+    pos.flags = flags_with_ep(pos.flags, f);
+    pos.key ^= ZOBRIST[ZOBRIST_EP + f];
+  }
+}
+
 }  // namespace
 
 void read_fen(Position& pos, const char* fen) {
@@ -40,49 +90,10 @@ void read_fen(Position& pos, const char* fen) {
   for (int i = 0; i < 5; ++i) fields[i] = strtok_r(i == 0 ? buffer : nullptr, " \t\r\n", &save);
   if (!fields[0] || !fields[1] || !fields[2] || !fields[3]) return;
 
-  int counter = 0;
-  for (const char* c = fields[0]; *c && counter < 64; ++c) {
-    if (*c >= '1' && *c <= '8') {
-      counter += *c - '0';
-      continue;
-    }
-    if (*c == '/') continue;
-    int type = piece_type_of_letter(*c);
-    bool black = is_black_letter(*c);
-    Square s = counter ^ 56;
-    pos.bb[type] |= bit(s);
-    pos.bb[OCCUPIED] |= bit(s);
-    if (!black) pos.bb[OWN] |= bit(s);
-    pos.key ^= ZOBRIST[((type + (black ? 8 : 0)) << 6) + (black ? counter : s)];
-    ++counter;
-  }
-
-  if (fields[2][0] != '-') {
-    for (const char* c = fields[2]; *c; ++c) {
-      char letter = *c == 'K' ? 'H' : *c == 'Q' ? 'A' : *c == 'k' ? 'h' : *c == 'q' ? 'a' : *c;
-      bool white = letter >= 'A' && letter <= 'H';
-      if (!white && !(letter >= 'a' && letter <= 'h')) continue;
-      int rook_file = white ? letter - 'A' : letter - 'a';
-      Bitboard kings = pos.bb[KING] & (white ? pos.bb[OWN] : enemy_pieces(pos));
-      int king_file = kings ? file_of(lsb(kings)) : 0;
-      bool king_side = rook_file > king_file;
-      int shift = (white ? 0 : 8) + (king_side ? 0 : 4);
-      pos.castling = uint16_t((pos.castling & ~(15 << shift)) | rook_file << shift);
-      pos.key ^= ZOBRIST[ZOBRIST_CASTLING + (white ? 0 : 1) + (king_side ? 0 : 2)];
-    }
-  }
-
-  bool black_to_move = fields[1][0] == 'b';
-  if (fields[3][0] != '-') {
-    int f = (fields[3][0] - 'a') & 7;
-    Bitboard capturers = black_to_move ? EP_RANK4[f] & enemy_pieces(pos) & pos.bb[PAWN]
-                                       : EP_RANK5[f] & pos.bb[OWN] & pos.bb[PAWN];
-    if (capturers) {
-      pos.flags = uint8_t((pos.flags & 0x0F) | f << 4);
-      pos.key ^= ZOBRIST[ZOBRIST_EP + f];
-    }
-  }
-
+  read_placement(pos, fields[0]);
+  read_castling(pos, fields[2]);
+  const bool black_to_move = fields[1][0] == 'b';
+  read_en_passant(pos, fields[3], black_to_move);
   if (fields[4]) pos.rule50 = uint8_t(std::atoi(fields[4]));
 
   if (black_to_move) {

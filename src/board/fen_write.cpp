@@ -47,10 +47,10 @@ void position_to_fen(const Position& pos, char* out, bool chess960) {
   *o++ = black_to_move ? 'b' : 'w';
   *o++ = ' ';
   char* const rights = o;
-  o = write_right(o, p.castling & 15, 'K', true, chess960);
-  o = write_right(o, (p.castling >> 4) & 15, 'Q', true, chess960);
-  o = write_right(o, (p.castling >> 8) & 15, 'K', false, chess960);
-  o = write_right(o, (p.castling >> 12) & 15, 'Q', false, chess960);
+  o = write_right(o, own_king_side_rook(p), 'K', true, chess960);
+  o = write_right(o, own_queen_side_rook(p), 'Q', true, chess960);
+  o = write_right(o, enemy_king_side_rook(p), 'K', false, chess960);
+  o = write_right(o, enemy_queen_side_rook(p), 'Q', false, chess960);
   if (o == rights) *o++ = '-';
 
   *o++ = ' ';

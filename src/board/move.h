@@ -3,8 +3,12 @@
 //
 // bits 0..2 piece, 3..8 from, 9..14 to, 15..17 captured type, 18..20 promotion piece,
 // 21 capture, 22 en passant, 23 promotion, 24 castling, 25 gives check.
-// Squares are in the mover's frame; a castling's target is the king's: g1 (6) or c1 (2).
+// Squares are in the mover's frame; a castling's target is the king's: g1 or c1.
 #include "board/types.h"
+
+// Where castling puts king and rook, in the mover's frame; Chess960 castles to the same squares.
+constexpr Square KING_SIDE_KING_TO = 6, KING_SIDE_ROOK_TO = 5;     // g1, f1
+constexpr Square QUEEN_SIDE_KING_TO = 2, QUEEN_SIDE_ROOK_TO = 3;   // c1, d1
 
 constexpr Move MOVE_CAPTURE = 1u << 21;
 constexpr Move MOVE_EN_PASSANT = 1u << 22;
@@ -52,6 +56,11 @@ struct FeatureDelta {
   int32_t added_count;
   int32_t removed_count;
 };
+
+// A feature entry of a delta: the piece's plane (own pawn .. queen 0..4, enemy 5..9) times 64
+// plus its square, in the mover's frame.
+constexpr uint32_t own_feature(int type, Square s) { return uint32_t((type - 1) * 64 + s); }
+constexpr uint32_t enemy_feature(int type, Square s) { return uint32_t((type + 4) * 64 + s); }
 
 constexpr uint32_t RIGHT_LOST_OWN_KING_SIDE = 1024;
 constexpr uint32_t RIGHT_LOST_ENEMY_KING_SIDE = 2048;

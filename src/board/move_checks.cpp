@@ -82,7 +82,7 @@ void mark_gives_check(const Position& pos, Move* m) {
         check = line_check(pos, k, occ2);
       } else {
         // Only the rook can give check: look from its arrival square along rank and file.
-        const bool king_side = to == 6;
+        const bool king_side = to == KING_SIDE_KING_TO;
         const int rook_file = king_side ? own_king_side_rook(pos) : own_queen_side_rook(pos);
         const Bitboard occ3 = pos.bb[OCCUPIED] ^ (pos.bb[KING] & pos.bb[OWN]) ^ bit(rook_file);
         if (king_side) {
@@ -115,9 +115,9 @@ bool is_pseudo_legal(const Position& pos, ShortMove s) {
   if (s & 0x1000) {
     // No move word carries castling and en passant together; refuse it rather than expand it.
     if ((s & 0x2000) || in_check(pos) || !(pos.bb[KING] & bit(f)) || (t != 6 && t != 2)) return false;
-    const int right = t == 6 ? own_king_side_rook(pos) : own_queen_side_rook(pos);
+    const int right = t == KING_SIDE_KING_TO ? own_king_side_rook(pos) : own_queen_side_rook(pos);
     if (right == NO_RIGHT) return false;
-    return castling_allowed(pos, t == 6);
+    return castling_allowed(pos, t == KING_SIDE_KING_TO);
   }
   if (s & 0x2000) {
     const int e = ep_file(pos);
@@ -176,8 +176,8 @@ bool is_possible_quiet(const ThreadData& thread, Move m) {
       return on_from && !(pos.bb[OCCUPIED] & bit(to));
     case KING:
       if (m & MOVE_CASTLING) {
-        const int right = to == 6 ? own_king_side_rook(pos) : own_queen_side_rook(pos);
-        return right != NO_RIGHT && castling_allowed(pos, to == 6);
+        const int right = to == KING_SIDE_KING_TO ? own_king_side_rook(pos) : own_queen_side_rook(pos);
+        return right != NO_RIGHT && castling_allowed(pos, to == KING_SIDE_KING_TO);
       }
       return on_from && !(pos.bb[OCCUPIED] & bit(to));
     default:

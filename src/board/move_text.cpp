@@ -7,7 +7,7 @@ void move_text(const Position& pos, Move m, char* text) {
   Square from = move_from(m), to = move_to(m);
   int to_file = file_of(to), to_rank = rank_of(to);
   if ((m & MOVE_CASTLING) && engine_options.UCI_Chess960) {
-    to_file = to == 6 ? own_king_side_rook(pos) : own_queen_side_rook(pos);
+    to_file = to == KING_SIDE_KING_TO ? own_king_side_rook(pos) : own_queen_side_rook(pos);
     to_rank = 0;
   }
   int from_rank = rank_of(from);
@@ -26,7 +26,7 @@ Move parse_move_token(const Position& pos, const char* token) {
   Square from = ((((token[1] - '1') * 8 + (token[0] - 'a')) & 255) ^ flip) & 63;
   Square to = ((((token[3] - '1') * 8 + (token[2] - 'a')) & 255) ^ flip) & 63;
   if (pos.bb[ROOK] & pos.bb[OWN] & bit(to)) {
-    Square king_to = to == own_king_side_rook(pos) ? 6 : 2;
+    Square king_to = to == own_king_side_rook(pos) ? KING_SIDE_KING_TO : QUEEN_SIDE_KING_TO;
     return make_move_word(KING, from, king_to) | MOVE_CASTLING;
   }
   int promotion = 0;

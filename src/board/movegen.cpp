@@ -196,11 +196,11 @@ ScoredMove* quiets(const Position& pos, ScoredMove* list) {
 
   const int queen_side_rook = own_queen_side_rook(pos), king_side_rook = own_king_side_rook(pos);
   if (queen_side_rook != NO_RIGHT && castling_allowed(pos, false)) {
-    const Move m = make_move_word(KING, king, 2) | MOVE_CASTLING;
+    const Move m = make_move_word(KING, king, QUEEN_SIDE_KING_TO) | MOVE_CASTLING;
     *list++ = {0, m | Move(castling_gives_check(pos, false, queen_side_rook)) << 25};
   }
   if (king_side_rook != NO_RIGHT && castling_allowed(pos, true)) {
-    const Move m = make_move_word(KING, king, 6) | MOVE_CASTLING;
+    const Move m = make_move_word(KING, king, KING_SIDE_KING_TO) | MOVE_CASTLING;
     *list++ = {0, m | Move(castling_gives_check(pos, true, king_side_rook)) << 25};
   }
   return list;

@@ -18,10 +18,17 @@ constexpr uint8_t FLAG_IN_CHECK = 4;
 constexpr uint8_t FLAG_BLACK = 8;
 constexpr uint8_t FLAG_NO_EP = 0x80;
 constexpr uint8_t EP_FIELD = 0xF0;  // bits 4..7 of flags
+constexpr int EP_SHIFT = 4;
 constexpr int NO_EP_FILE = 8;       // the en-passant field when no capture en passant is possible
 
-// Flags with the en-passant field cleared to NO_EP_FILE.
+// Flags with the en-passant field cleared to NO_EP_FILE, or set to a file.
 constexpr uint8_t flags_without_ep(uint8_t flags) { return uint8_t((flags & ~EP_FIELD) | FLAG_NO_EP); }
+constexpr uint8_t flags_with_ep(uint8_t flags, int file) { return uint8_t((flags & ~EP_FIELD) | file << EP_SHIFT); }
+
+// The castling word: four four-bit rook files, NO_RIGHT in a field whose right is gone.
+constexpr int OWN_KING_SIDE_SHIFT = 0, OWN_QUEEN_SIDE_SHIFT = 4, ENEMY_KING_SIDE_SHIFT = 8, ENEMY_QUEEN_SIDE_SHIFT = 12;
+constexpr uint16_t CASTLING_FIELD = 15;
+constexpr uint16_t OWN_CASTLING_FIELDS = 0x00FF;
 constexpr uint16_t NO_CASTLING = 0x8888;
 constexpr int NO_RIGHT = 8;
 constexpr int POSITION_STACK_SIZE = 612;
@@ -29,9 +36,16 @@ constexpr int POSITION_STACK_SIZE = 612;
 inline Bitboard enemy_pieces(const Position& p) { return p.bb[OWN] ^ p.bb[OCCUPIED]; }
 inline bool in_check(const Position& p) { return p.flags & FLAG_IN_CHECK; }
 inline int side_bit(const Position& p) { return p.flags & FLAG_BLACK; }
-inline int ep_file(const Position& p) { return p.flags >> 4; }  // 8 when none
-inline int own_king_side_rook(const Position& p) { return p.castling & 15; }
-inline int own_queen_side_rook(const Position& p) { return (p.castling >> 4) & 15; }
+inline int ep_file(const Position& p) { return p.flags >> EP_SHIFT; }  // 8 when none
+inline int castling_field(const Position& p, int shift) { return (p.castling >> shift) & CASTLING_FIELD; }
+inline int own_king_side_rook(const Position& p) { return castling_field(p, OWN_KING_SIDE_SHIFT); }
+inline int own_queen_side_rook(const Position& p) { return castling_field(p, OWN_QUEEN_SIDE_SHIFT); }
+inline int enemy_king_side_rook(const Position& p) { return castling_field(p, ENEMY_KING_SIDE_SHIFT); }
+inline int enemy_queen_side_rook(const Position& p) { return castling_field(p, ENEMY_QUEEN_SIDE_SHIFT); }
+// Writes one field of the castling word: a rook file, or NO_RIGHT when the right is gone.
+inline void set_castling_field(uint16_t& castling, int shift, int rook_file) {
+  castling = uint16_t((castling & ~(CASTLING_FIELD << shift)) | rook_file << shift);
+}
 inline Square own_king_square(const Position& p) { return lsb(p.bb[KING] & p.bb[OWN]); }
 inline Square enemy_king_square(const Position& p) { return lsb(p.bb[KING] & ~p.bb[OWN]); }
 

@@ -2,6 +2,19 @@
 
 #include "search/thread_data.h"
 
+namespace {
+
+// The pieces of either side that attack target.
+inline Bitboard attackers_of(const Position& pos, Square target) {
+  const Bitboard occupied = pos.bb[OCCUPIED];
+  return (KNIGHT_ATTACKS[target] & pos.bb[KNIGHT]) | (rook_attacks(target, occupied) & (pos.bb[ROOK] | pos.bb[QUEEN])) |
+         (bishop_attacks(target, occupied) & (pos.bb[BISHOP] | pos.bb[QUEEN])) | (KING_ATTACKS[target] & pos.bb[KING]) |
+         (own_pawn_attackers_of(target) & pos.bb[OWN] & pos.bb[PAWN]) |
+         (enemy_pawn_attackers_of(target) & enemy_pieces(pos) & pos.bb[PAWN]);
+}
+
+}  // namespace
+
 int see_position(const Position& pos, Move m) {
   const int piece = move_piece(m);
   // A legal king move can't be answered on its square.
@@ -11,14 +24,7 @@ int see_position(const Position& pos, Move m) {
   const Bitboard occupied = pos.bb[OCCUPIED];
   const Bitboard bishops_queens = pos.bb[BISHOP] | pos.bb[QUEEN];
   const Bitboard rooks_queens = pos.bb[ROOK] | pos.bb[QUEEN];
-  const Bitboard target_bit = bit(target);
-
-  Bitboard attackers = (KNIGHT_ATTACKS[target] & pos.bb[KNIGHT]) | (rook_attacks(target, occupied) & rooks_queens) |
-                       (bishop_attacks(target, occupied) & bishops_queens) | (KING_ATTACKS[target] & pos.bb[KING]) |
-                       ((((target_bit >> 7) & NOT_FILE_A_NOT_RANK_8) | ((target_bit >> 9) & NOT_FILE_H_NOT_RANK_8)) &
-                        pos.bb[OWN] & pos.bb[PAWN]) |
-                       ((((target_bit << 7) & NOT_FILE_H_NOT_RANK_1) | ((target_bit << 9) & NOT_FILE_A_NOT_RANK_1)) &
-                        enemy_pieces(pos) & pos.bb[PAWN]);
+  Bitboard attackers = attackers_of(pos, target);
   Bitboard side = enemy_pieces(pos);
 
   int gain[32];

@@ -9,6 +9,11 @@ constexpr int ZOBRIST_SIDE = 1036;      // Black to move
 
 extern uint64_t ZOBRIST[ZOBRIST_SIZE];
 
+// Key index of a castling right, by colour (not by frame) and wing.
+inline int castling_key_index(bool black, bool king_side) {
+  return ZOBRIST_CASTLING + (black ? 1 : 0) + (king_side ? 0 : 2);
+}
+
 void init_zobrist();
 
 // Key index of a piece in the mover's frame; side_bit is 0 (White to move) or 8 (Black to move).

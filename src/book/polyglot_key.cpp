@@ -19,8 +19,8 @@ uint64_t polyglot_key(const Position& pos) {
   const int enemy_rights = POLYGLOT_CASTLING + (black ? 0 : 2);
   if (own_king_side_rook(pos) != NO_RIGHT) key ^= POLYGLOT_RANDOM[own_rights];
   if (own_queen_side_rook(pos) != NO_RIGHT) key ^= POLYGLOT_RANDOM[own_rights + 1];
-  if (((pos.castling >> 8) & 15) != NO_RIGHT) key ^= POLYGLOT_RANDOM[enemy_rights];
-  if (((pos.castling >> 12) & 15) != NO_RIGHT) key ^= POLYGLOT_RANDOM[enemy_rights + 1];
+  if (enemy_king_side_rook(pos) != NO_RIGHT) key ^= POLYGLOT_RANDOM[enemy_rights];
+  if (enemy_queen_side_rook(pos) != NO_RIGHT) key ^= POLYGLOT_RANDOM[enemy_rights + 1];
   if (ep_file(pos) != NO_EP_FILE) key ^= POLYGLOT_RANDOM[POLYGLOT_EP + ep_file(pos)];
   if (!black) key ^= POLYGLOT_RANDOM[POLYGLOT_WHITE_TO_MOVE];
   return key;

@@ -7,7 +7,7 @@
 #include "protocol/memory_block.h"
 #include "protocol/search_limits.h"
 #include "protocol/thread_start.h"
-#include "search/hash_entry.h"
+#include "search/hash_table.h"
 #include "search/thread_data.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include "protocol/block_clearing.h"
 #include "protocol/engine_options.h"
 #include "protocol/search_limits.h"
-#include "search/hash_entry.h"
+#include "search/hash_table.h"
 #include "search/thread_data.h"
 
 uint64_t hash_entry_count(int32_t megabytes) {

@@ -42,4 +42,4 @@ struct SearchLimits {
   uint32_t hash_generation;
 };
 
-extern SearchLimits search_limits;
+inline SearchLimits search_limits;

@@ -109,7 +109,7 @@ void think() {
   limits.soft_deadline = budget.soft_deadline;
   limits.hard_deadline = budget.hard_deadline;
   limits.check_interval = budget.check_interval;
-  limits.hash_generation += 0x2000000;
+  limits.hash_generation += HASH_GENERATION_STEP;
   // MultiPV below 1 shows one line.
   limits.multipv_count = std::clamp(engine_options.MultiPV, int32_t(1), int32_t(root_count));
   limits.completed_depth = 0;

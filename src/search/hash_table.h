@@ -1,35 +1,49 @@
 #pragma once
-// The shared transposition table: one entry per slot, no lock. An entry keeps the
-// key XORed with its data word, so a torn write by another thread fails the key test.
+// The shared transposition table: one entry per slot, no lock. An entry keeps the key XORed
+// with its data word, so a torn write by another thread fails the key test.
 //
 // hash_data, from bit 0: depth + 128 (8 bits), ShortMove (15), BOUND_LOWER (bit 23),
 // BOUND_EXACT (bit 24), generation (bits 25..31), score (signed 16), static evaluation (signed 16).
-#include <algorithm>
+#include <atomic>
 #include <cstdint>
 
 #include "board/move.h"
 #include "board/zobrist.h"
 #include "protocol/search_limits.h"
-#include "search/hash_entry.h"
 #include "search/score.h"
 
-constexpr uint64_t HASH_BOUND_MASK = BOUND_LOWER | BOUND_EXACT;
+struct HashEntry {
+  std::atomic<uint64_t> hash_check;  // key XOR hash_data; both read and written relaxed
+  std::atomic<uint64_t> hash_data;
+};
+
+static_assert(sizeof(HashEntry) == 16, "a hash entry is two 64-bit words");
+static_assert(std::atomic<uint64_t>::is_always_lock_free, "hash entries rely on lock-free words");
+
 // Depths are stored with this added, so that quiescence's depths (0 and below) fit 8 bits.
 constexpr int HASH_DEPTH_OFFSET = 128;
+constexpr uint64_t HASH_DEPTH_FIELD = 0xFF;
+constexpr int HASH_MOVE_SHIFT = 8;
+constexpr uint64_t HASH_MOVE_FIELD = 0x7FFF;
+constexpr uint64_t HASH_BOUND_MASK = BOUND_LOWER | BOUND_EXACT;
 constexpr uint64_t HASH_GENERATION_MASK = 0xFE000000;
+// Each search stores with the generation one step on: entries of older searches give way.
+constexpr uint32_t HASH_GENERATION_STEP = 0x2000000;
+constexpr int HASH_SCORE_SHIFT = 32;
+constexpr int HASH_STATIC_EVAL_SHIFT = 48;
 
-inline int hash_depth_code(uint64_t data) { return int(data & 0xFF); }
-inline int hash_depth(uint64_t data) { return hash_depth_code(data) - HASH_DEPTH_OFFSET; }
-inline ShortMove hash_move(uint64_t data) { return ShortMove((data >> 8) & 0x7FFF); }
+inline int hash_depth(uint64_t data) { return int(data & HASH_DEPTH_FIELD) - HASH_DEPTH_OFFSET; }
+inline ShortMove hash_move(uint64_t data) { return ShortMove((data >> HASH_MOVE_SHIFT) & HASH_MOVE_FIELD); }
 inline uint32_t hash_bound(uint64_t data) { return uint32_t(data & HASH_BOUND_MASK); }
 inline uint32_t hash_generation_of(uint64_t data) { return uint32_t(data & HASH_GENERATION_MASK); }
-inline int32_t hash_score(uint64_t data) { return int16_t(data >> 32); }
-inline int32_t hash_static_eval(uint64_t data) { return int16_t(data >> 48); }
+inline int32_t hash_score(uint64_t data) { return int16_t(data >> HASH_SCORE_SHIFT); }
+inline int32_t hash_static_eval(uint64_t data) { return int16_t(data >> HASH_STATIC_EVAL_SHIFT); }
 
-inline uint64_t make_hash_data(int depth_code, ShortMove move, uint32_t bound, uint32_t generation, int32_t score,
+inline uint64_t make_hash_data(int depth, ShortMove move, uint32_t bound, uint32_t generation, int32_t score,
                                int32_t static_eval) {
-  return uint64_t(uint8_t(depth_code)) | uint64_t(move) << 8 | bound | (generation & HASH_GENERATION_MASK) |
-         uint64_t(uint16_t(score)) << 32 | uint64_t(uint16_t(static_eval)) << 48;
+  return uint64_t(uint8_t(depth + HASH_DEPTH_OFFSET)) | uint64_t(move) << HASH_MOVE_SHIFT | bound |
+         (generation & HASH_GENERATION_MASK) | uint64_t(uint16_t(score)) << HASH_SCORE_SHIFT |
+         uint64_t(uint16_t(static_eval)) << HASH_STATIC_EVAL_SHIFT;
 }
 
 inline HashEntry& hash_slot(uint64_t key) { return search_limits.hash_table[key & search_limits.hash_mask]; }
@@ -60,19 +74,6 @@ constexpr int32_t score_to_hash(int32_t score, int ply) {
 }
 constexpr int32_t score_from_hash(int32_t raw, int ply) {
   return raw < -SCORE_DECIDED ? raw + ply : raw > SCORE_DECIDED ? raw - ply : raw;
-}
-
-// Whether a stored score with this bound settles the window (the depth is tested by the caller).
-inline bool hash_score_cuts(int32_t score, uint32_t bound, int32_t alpha, int32_t beta) {
-  return bound == BOUND_EXACT || (bound == BOUND_LOWER ? score >= beta : score <= alpha);
-}
-
-// A node's working value after a hit that did not cut: the stored score when exact (or in check),
-// else the stored static evaluation moved toward the stored bound.
-inline int32_t value_after_hash_hit(int32_t static_eval, int32_t score, uint32_t bound, bool checked) {
-  return checked || bound == BOUND_EXACT ? score
-         : bound == BOUND_LOWER          ? std::max(static_eval, score)
-                                         : std::min(static_eval, score);
 }
 
 // The key of a singular search that leaves out excluded: apart from the position's own entry.

@@ -90,6 +90,43 @@ inline Move playable_quiet(const ThreadData& thread, const Position& pos, Move m
   return m;
 }
 
+// The next good capture that also passes the exchange test; one that fails it goes back
+// to the list with a bad-capture score, for the last stage. Null when none is left.
+inline ScoredMove* next_winning_capture(const ThreadData& thread, MovePicker& mp, const Position& pos) {
+  while (ScoredMove* p = next_good_capture(mp, pos)) {
+    const Move m = p->move;
+    // Only a victim worth less than the attacker leaves the exchange open.
+    if (SEE_VALUES[move_piece(m)] > SEE_VALUES[move_captured(m)]) {
+      const int v = see(thread, m);
+      if (v < 0) {
+        p->score = bad_capture_score(v, p->score);
+        ++mp.end;
+        continue;
+      }
+    }
+    return p;
+  }
+  return nullptr;
+}
+
+// The last stage of a search node: the rest of the list, best first, without the moves
+// that earlier stages returned; move 0 when none is left.
+inline ScoredMove next_remaining_move(const ThreadData& thread, MovePicker& mp, const Position& pos, int ply,
+                                      bool checked) {
+  while (mp.end != mp.list) {
+    const ScoredMove* p = select_best(mp.list, mp.end);
+    --mp.end;
+    Move m = p->move;
+    if (!checked && (same_move(m, thread.killers[ply][0]) || same_move(m, thread.killers[ply][1]) ||
+                     same_move(m, mp.counter_move)))
+      continue;
+    if (same_move(m, mp.hash_move) || legality_attackers(pos, m)) continue;
+    if (checked || (m & MOVE_TACTICAL)) mark_gives_check(pos, &m);
+    return {p->score, m};
+  }
+  return {0, 0};
+}
+
 // The next move of a search node, or move 0 when none is left.
 inline ScoredMove next_move(ThreadData& thread, MovePicker& mp, int ply, int depth, bool checked, Move prev_move,
                             Move prev_prev_move) {
@@ -101,24 +138,15 @@ inline ScoredMove next_move(ThreadData& thread, MovePicker& mp, int ply, int dep
         return sm;
       [[fallthrough]];
     case PICK_GOOD_CAPTURES:
-      while (ScoredMove* p = next_good_capture(mp, pos)) {
+      if (ScoredMove* p = next_winning_capture(thread, mp, pos)) {
         Move m = p->move;
-        // Only a victim worth less than the attacker leaves the exchange open.
-        if (SEE_VALUES[move_piece(m)] > SEE_VALUES[move_captured(m)]) {
-          const int v = see(thread, m);
-          if (v < 0) {
-            p->score = bad_capture_score(v, p->score);
-            ++mp.end;
-            continue;
-          }
-        }
         mark_gives_check(pos, &m);
         return {p->score, m};
       }
       if (checked) {
         add_quiet_history(thread, mp.list, mp.end, prev_move, prev_prev_move);
         mp.stage = PICK_REMAINING;
-        goto remaining;
+        return next_remaining_move(thread, mp, pos, ply, checked);
       }
       [[fallthrough]];
     case PICK_KILLER_1:
@@ -136,27 +164,14 @@ inline ScoredMove next_move(ThreadData& thread, MovePicker& mp, int ply, int dep
         if (Move m = playable_quiet(thread, pos, c, mp.hash_move)) return {KILLER_SCORE, m};
     }
       [[fallthrough]];
-    case PICK_GENERATE_QUIETS: {
+    case PICK_GENERATE_QUIETS:
       if (depth >= UNDERPROMOTION_MIN_DEPTH) mp.end = generate_underpromotions(pos, mp.end);
       mp.end = generate_quiets(pos, mp.end, false);
       add_quiet_history(thread, mp.list, mp.end, prev_move, prev_prev_move);
       mp.stage = PICK_REMAINING;
-    }
       [[fallthrough]];
     case PICK_REMAINING:
-    remaining:
-      while (mp.end != mp.list) {
-        const ScoredMove* p = select_best(mp.list, mp.end);
-        --mp.end;
-        Move m = p->move;
-        if (!checked && (same_move(m, thread.killers[ply][0]) || same_move(m, thread.killers[ply][1]) ||
-                         same_move(m, mp.counter_move)))
-          continue;
-        if (same_move(m, mp.hash_move) || legality_attackers(pos, m)) continue;
-        if (checked || (m & MOVE_TACTICAL)) mark_gives_check(pos, &m);
-        return {p->score, m};
-      }
-      return {0, 0};
+      return next_remaining_move(thread, mp, pos, ply, checked);
   }
   return {0, 0};
 }

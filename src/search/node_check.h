@@ -1,10 +1,11 @@
 #pragma once
-// The stop check at the head of every node.
+// What search and qsearch do first at every node: the stop check, the count, the draw rules.
 #include <csetjmp>
 #include <cstdint>
 
 #include "protocol/search_limits.h"
 #include "search/clock.h"
+#include "search/draw_rules.h"
 #include "search/thread_data.h"
 
 // Thread 0's due look at the clock and the node limit; raises stop_flag when either is out.
@@ -17,4 +18,11 @@ inline void node_check(ThreadData& thread) {
   if (&thread == search_limits.thread_blocks && search_limits.next_check <= thread.nodes)
     check_clock_and_limit(thread);
   if (search_limits.stop_flag.load(std::memory_order_relaxed)) std::longjmp(thread.abort_point, 1);
+}
+
+// True with the score when a draw rule ends the node.
+inline bool enter_node(ThreadData& thread, int ply, int32_t& score) {
+  node_check(thread);
+  ++thread.nodes;
+  return draw_exit(*thread.current_position, ply, score);
 }

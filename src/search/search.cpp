@@ -7,7 +7,7 @@
 #include "eval/evaluate.h"
 #include "search/hash_store.h"
 #include "search/move_picker.h"
-#include "search/node_entry.h"
+#include "search/node_check.h"
 #include "search/probcut.h"
 #include "search/reductions.h"
 #include "search/search_margins.h"
@@ -21,27 +21,41 @@ inline bool is_killer_or_counter(const ThreadData& thread, int ply, Move m, Move
   return same_move(m, thread.killers[ply][0]) || same_move(m, thread.killers[ply][1]) || same_move(m, counter);
 }
 
+// What prune_move needs of its node: fixed before the first move, but for the counter move,
+// which the picker finds at its counter-move stage.
+struct MoveLoopState {
+  int ply;
+  int depth;
+  bool checked;
+  int lmp_limit;           // moves picked before the late-move cut starts
+  int32_t futility_value;  // the node's value plus the futility margin at this depth
+  int32_t node_value;
+  Move prev_move;
+  Move prev_prev_move;
+  const MovePicker& picker;
+};
+
 // Moves that don't look worth a search at low depth; n is the number of moves picked before.
-inline bool prune_move(ThreadData& thread, const ScoredMove& sm, int ply, int depth, int32_t alpha, int n,
-                       bool checked, int lmp_limit, int32_t futility_value, int32_t node_value, Move counter,
-                       Move prev_move, Move prev_prev_move) {
+inline bool prune_move(ThreadData& thread, const MoveLoopState& loop, const ScoredMove& sm, int n, int32_t alpha) {
   const Move m = sm.move;
-  const bool forcing = checked || (m & MOVE_FORCING_BITS);
+  const int depth = loop.depth;
+  const bool forcing = loop.checked || (m & MOVE_FORCING_BITS);
   if (!forcing) {
     if (depth <= LATE_MOVE_MAX_DEPTH) {
-      if (n >= lmp_limit) return true;
-      if (!is_killer_or_counter(thread, ply, m, counter) && futility_value < alpha && is_ordinary(alpha) &&
-          is_ordinary(node_value))
+      if (n >= loop.lmp_limit) return true;
+      if (!is_killer_or_counter(thread, loop.ply, m, loop.picker.counter_move) && loop.futility_value < alpha &&
+          is_ordinary(alpha) && is_ordinary(loop.node_value))
         return true;
     }
     if (depth <= HISTORY_PRUNING_MAX_DEPTH) {
       const int side = side_index(*thread.current_position), p = move_piece(m), to = move_to(m);
-      if (thread.reply_history[side][move_piece(prev_move)][move_to(prev_move)][p][to] < 0 &&
-          thread.followup_history[side][move_piece(prev_prev_move)][move_to(prev_prev_move)][p][to] < 0)
+      const Move prev = loop.prev_move, prev_prev = loop.prev_prev_move;
+      if (thread.reply_history[side][move_piece(prev)][move_to(prev)][p][to] < 0 &&
+          thread.followup_history[side][move_piece(prev_prev)][move_to(prev_prev)][p][to] < 0)
         return true;
     }
   }
-  if (depth > EXCHANGE_PRUNING_MAX_DEPTH || checked) return false;
+  if (depth > EXCHANGE_PRUNING_MAX_DEPTH || loop.checked) return false;
   const int32_t see_floor = -EXCHANGE_PRUNING_MARGIN * depth;
   if (m & MOVE_TACTICAL) {
     // A capture that failed its exchange test carries the exchange value in its score.
@@ -85,6 +99,7 @@ inline bool prune_node(ThreadData& thread, int ply, int depth, int32_t alpha, in
 
 }  // namespace
 
+// Long on purpose: entry, pruning, move loop and store share the window and read in the order they happen.
 int32_t search(ThreadData& thread, uint32_t node_type, int ply, int depth, int32_t alpha, int32_t beta,
                Move excluded_move, Move prev_move, Move prev_prev_move) {
   if (depth <= 0) return qsearch(thread, node_type, ply, 0, alpha, beta, prev_move, prev_prev_move);
@@ -152,8 +167,15 @@ int32_t search(ThreadData& thread, uint32_t node_type, int ply, int depth, int32
   Move best_move = 0;
   int move_count = 0;
   bool searched = false;
-  const int lmp_limit = late_move_limit(depth, improving);
-  const int32_t futility_value = node_value + FUTILITY_MARGIN * depth;
+  const MoveLoopState loop{.ply = ply,
+                           .depth = depth,
+                           .checked = checked,
+                           .lmp_limit = late_move_limit(depth, improving),
+                           .futility_value = node_value + FUTILITY_MARGIN * depth,
+                           .node_value = node_value,
+                           .prev_move = prev_move,
+                           .prev_prev_move = prev_prev_move,
+                           .picker = mp};
   const bool singular_allowed = depth >= SINGULAR_MIN_DEPTH && !excluded_move && entry.hit &&
                                 is_ordinary(entry.score) && entry.bound == BOUND_LOWER &&
                                 entry.depth + SINGULAR_ENTRY_DEPTH_SLACK >= depth;
@@ -167,9 +189,7 @@ int32_t search(ThreadData& thread, uint32_t node_type, int ply, int depth, int32
     if (!m) break;
     const int n = move_count++;
     if (same_move(m, excluded_move)) continue;
-    if (n && prune_move(thread, sm, ply, depth, alpha, n, checked, lmp_limit, futility_value, node_value,
-                        mp.counter_move, prev_move, prev_prev_move))
-      continue;
+    if (n && prune_move(thread, loop, sm, n, alpha)) continue;
 
     // Checks at PV nodes that don't lose material, and a singular hash move, get a ply more.
     int extension = 0;

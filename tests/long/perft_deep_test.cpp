@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "board/perft.h"
-#include "board/perft_suite.h"
+#include "common/perft_suite.h"
 #include "helpers/board_fixtures.h"
 #include "search/thread_data.h"
 

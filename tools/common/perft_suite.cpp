@@ -1,4 +1,4 @@
-#include "board/perft_suite.h"
+#include "common/perft_suite.h"
 
 #include <cstdlib>
 #include <fstream>

@@ -1,3 +1,0 @@
-#include "protocol/search_limits.h"
-
-SearchLimits search_limits;
