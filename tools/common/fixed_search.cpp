@@ -7,6 +7,7 @@
 #include "eval/evaluate.h"
 #include "protocol/memory_block.h"
 #include "protocol/search_limits.h"
+#include "search/hash_table.h"
 #include "search/score.h"
 
 ThreadData& prepare_fixed_search(const char* fen, int tb_probe_limit, uint64_t& large_page_bytes) {
@@ -18,7 +19,7 @@ ThreadData& prepare_fixed_search(const char* fen, int tb_probe_limit, uint64_t& 
   search_limits.check_interval = search_limits.next_check = INT64_MAX / 4;
   search_limits.hard_deadline = INT64_MAX;
   search_limits.tb_probe_limit = tb_probe_limit;
-  search_limits.hash_generation += 0x2000000;
+  search_limits.hash_generation += HASH_GENERATION_STEP;
   ThreadData& thread = search_limits.thread_blocks[0];
   set_position(thread, fen, nullptr);
   thread.nodes = 0;
