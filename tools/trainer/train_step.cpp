@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "common/float_vector.h"
-#include "trainer/run_threads.h"
+#include "common/parallel_for.h"
 
 namespace {
 
