@@ -200,7 +200,8 @@ SymbolDecoder* setup_decoder(const uint8_t* base, uint64_t size, uint64_t& at, u
                  block_size, index_bits, shortest, longest),
            nullptr;
   const int h = longest - shortest + 1;
-  if (size < at + compression_header_bytes(h, 0)) return cut_short(check, size, at + compression_header_bytes(h, 0)), nullptr;
+  const uint64_t symbol_count_end = at + compression_header_bytes(h, 0);
+  if (size < symbol_count_end) return cut_short(check, size, symbol_count_end), nullptr;
   const int n = get_le16(d + 10 + 2 * h);
   const uint64_t header_end = at + compression_header_bytes(h, n);
   if (size < header_end) return cut_short(check, size, header_end), nullptr;
