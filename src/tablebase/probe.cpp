@@ -34,6 +34,21 @@ Move with_check_bit(const Position& pos, Move m) {
 
 bool is_legal(const Position& pos, Move m) { return legality_attackers(pos, m) == 0; }
 
+// The entry of the material with its file of `kind` set up (at its first use, here), or
+// null when there is none or the file can't be used.
+TableEntry* ready_entry(const Position& pos, uint64_t key, int kind) {
+  TableSlot& slot = find_table_slot(key);
+  TableEntry* const found = slot.entry.load(std::memory_order_relaxed);
+  if (!found || (kind == DTZ && !found->has_dtz)) return nullptr;
+  if (found->ready[kind].load(std::memory_order_acquire) == FILE_READY) return found;
+  SpinLock& lock = table_registry.table_lock;
+  lock.lock();
+  const uint8_t state = found->ready[kind].load(std::memory_order_acquire);
+  const bool ready = state == FILE_READY || (state == FILE_UNUSED && first_use_table(*found, pos, kind));
+  lock.unlock();
+  return ready ? found : nullptr;
+}
+
 }  // namespace
 
 int probe_table(ThreadData& thread, int w, int& success, int kind) {
@@ -41,24 +56,12 @@ int probe_table(ThreadData& thread, int w, int& success, int kind) {
   const uint64_t key = material_key(pos);
   if (key == BARE_KINGS_KEY && kind == WDL) return 0;
 
-  TableSlot& slot = find_table_slot(key);
-  TableEntry* const found = slot.entry.load(std::memory_order_relaxed);
-  if (!found || (kind == DTZ && !found->has_dtz)) {
+  TableEntry* const found = ready_entry(pos, key, kind);
+  if (!found) {
     success = 0;
     return 0;
   }
   TableEntry& entry = *found;
-  if (entry.ready[kind].load(std::memory_order_acquire) != FILE_READY) {
-    SpinLock& lock = table_registry.table_lock;
-    lock.lock();
-    const uint8_t state = entry.ready[kind].load(std::memory_order_acquire);
-    const bool ready = state == FILE_READY || (state == FILE_UNUSED && first_use_table(entry, pos, kind));
-    lock.unlock();
-    if (!ready) {
-      success = 0;
-      return 0;
-    }
-  }
 
   // mirror: the table's left side is Black; second_side: the side to move is the table's side 1.
   const bool black_to_move = side_bit(pos);
@@ -92,7 +95,7 @@ int probe_table(ThreadData& thread, int w, int& success, int kind) {
   }
   const TableSlice* slice;
   if (kind == DTZ) {
-    if (!entry.symmetric && second_side != bool(entry.dtz_flags[file] & 1)) {
+    if (!entry.symmetric && second_side != bool(entry.dtz_flags[file] & DTZ_SIDE)) {
       success = -1;
       return 0;
     }

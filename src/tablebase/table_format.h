@@ -4,9 +4,7 @@
 #include <cstdint>
 
 #include "tablebase/table_entry.h"
-
-constexpr uint8_t WDL_MAGIC[4] = {0x71, 0xE8, 0x23, 0x5D};
-constexpr uint8_t DTZ_MAGIC[4] = {0xD7, 0x66, 0x0C, 0xA5};
+#include "tablebase/table_layout.h"
 
 // Fills the slice from a piece header (nibble shift 0 for side 0, 4 for side 1) and
 // returns the number of positions it indexes.

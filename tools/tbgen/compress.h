@@ -5,9 +5,10 @@
 #include <cstdint>
 #include <vector>
 
-constexpr int MAX_SYMBOLS = 4095;   // the twelve-bit number 4095 marks a leaf
-constexpr int MAX_SYMBOL_VALUES = 256;
-constexpr int MAX_BLOCK_VALUES = 65536;
+#include "tablebase/table_layout.h"
+
+// Symbol numbers stay below the twelve-bit number that marks a leaf.
+constexpr int MAX_SYMBOLS = LEAF;
 
 struct CompressedSlice {
   bool single = false;  // every value the same: a two-byte header and nothing else
@@ -18,7 +19,7 @@ struct CompressedSlice {
   uint32_t real_blocks = 0;
   int longest = 0, shortest = 0;
   std::vector<uint16_t> first_symbol;  // by code length, shortest first
-  std::vector<uint8_t> symbols;        // three bytes each
+  std::vector<uint8_t> symbols;        // SYMBOL_BYTES each
   std::vector<uint8_t> index_table, size_table, data;
 
   size_t header_bytes() const;
@@ -29,14 +30,6 @@ struct CompressedSlice {
 // decode; the choices depend on nothing but the values.
 CompressedSlice compress_values(const std::vector<uint16_t>& values);
 
-// The reader's decoding of one value, for checking a compressed slice. The decoder holds
-// what every lookup needs (code limits, symbol lengths, the data padded as the reader
-// expects) and points at the slice, which must outlive it.
-struct SliceDecoder {
-  const CompressedSlice* slice = nullptr;
-  std::vector<uint64_t> limit;
-  std::vector<int> length;
-  std::vector<uint8_t> padded;
-};
-SliceDecoder make_slice_decoder(const CompressedSlice& slice);
-int decode_compressed(const SliceDecoder& decoder, uint64_t index);
+// Appends the slice's compression header; `flags` is its first byte (the DTZ file's flags),
+// and a slice of one value stores that value only in a WDL file.
+void write_compression_header(std::vector<uint8_t>& out, const CompressedSlice& slice, uint8_t flags, bool wdl);

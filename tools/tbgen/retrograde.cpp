@@ -5,7 +5,8 @@
 #include <chrono>
 #include <cstdio>
 #include <stdexcept>
-#include <thread>
+
+#include "common/parallel_for.h"
 
 namespace {
 
@@ -23,19 +24,6 @@ int lookup(const ChildMap& cm, const int* squares, int side_to_move) {
   for (int m = 0; m < MAX_MEN; ++m)
     if (cm.man[m] >= 0) cs[cm.man[m]] = cm.swapped ? squares[m] ^ 56 : squares[m];
   return cm.table->wdl[cl.index(cs, side_to_move ^ int(cm.swapped))];
-}
-
-// Runs work(chunk) for chunks 0..count-1 on the generator's threads.
-template <typename Work>
-void parallel_for(int threads, uint64_t count, Work work) {
-  std::atomic<uint64_t> next{0};
-  auto run = [&] {
-    for (uint64_t c; (c = next.fetch_add(1)) < count;) work(c);
-  };
-  std::vector<std::thread> pool;
-  for (int t = 1; t < threads; ++t) pool.emplace_back(run);
-  run();
-  for (auto& t : pool) t.join();
 }
 
 bool update_state(uint16_t* slot, uint16_t& expected, uint16_t desired) {
@@ -260,16 +248,11 @@ uint16_t table_state(const TableResult& t, const int* squares, int side) {
   return t.state[t.layout.index(squares, side)];
 }
 
-TableResult& solve_table(TableStore& store, const std::string& name) {
-  bool swapped = false;
-  const std::string canonical = canonical_name(parse_signature(name), &swapped);
-  if (swapped || canonical != signature_name(parse_signature(name)))
-    throw std::runtime_error("not a registry name (try " + canonical + "): " + name);
-  if (auto it = store.tables.find(canonical); it != store.tables.end()) return *it->second;
+namespace {
 
-  auto result = std::make_unique<TableResult>();
-  TableResult& t = *result;
-  t.layout = make_layout(canonical);
+// The smaller tables that the table's captures and promotions lead into, solved first, and
+// how its men map onto theirs.
+void link_children(TableStore& store, TableResult& t) {
   const Layout& l = t.layout;
   t.children.resize(CHILD_SLOTS);
   for (int victim = -1; victim < l.men; ++victim) {
@@ -303,7 +286,22 @@ TableResult& solve_table(TableStore& store, const std::string& name) {
       }
     }
   }
+}
 
+}  // namespace
+
+TableResult& solve_table(TableStore& store, const std::string& name) {
+  bool swapped = false;
+  const std::string canonical = canonical_name(parse_signature(name), &swapped);
+  if (swapped || canonical != signature_name(parse_signature(name)))
+    throw std::runtime_error("not a registry name (try " + canonical + "): " + name);
+  if (auto it = store.tables.find(canonical); it != store.tables.end()) return *it->second;
+
+  auto result = std::make_unique<TableResult>();
+  TableResult& t = *result;
+  t.layout = make_layout(canonical);
+  link_children(store, t);
+  const Layout& l = t.layout;
   const auto start = std::chrono::steady_clock::now();
   t.state.assign(l.size, 0);
   Solver solver(t, std::max(1, store.options.threads));
@@ -311,9 +309,7 @@ TableResult& solve_table(TableStore& store, const std::string& name) {
   t.wdl.resize(l.size);
   const uint16_t* st = t.state.data();
   int8_t* wdl = t.wdl.data();
-  parallel_for(store.options.threads, (l.size + 0xFFFF) >> 16, [&](uint64_t c) {
-    for (uint64_t i = c << 16; i < std::min(l.size, (c + 1) << 16); ++i) wdl[i] = int8_t(state_wdl(st[i]));
-  });
+  parallel_for(store.options.threads, l.size, [&](uint64_t i) { wdl[i] = int8_t(state_wdl(st[i])); }, POSITION_GRAIN);
   t.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (!store.options.keep_states.empty() && !store.options.keep_states.count(canonical)) {
     t.state.clear();

@@ -35,6 +35,9 @@ constexpr int STATE_LOSER_SHIFT = 10;
 
 constexpr int CURSED_PLY = 101;
 
+// Positions a thread takes at a time in the loops over a whole table.
+constexpr uint64_t POSITION_GRAIN = 1 << 16;
+
 inline int state_wdl(uint16_t s) {
   if (s == STATE_DRAW || s == STATE_INVALID || !(s & STATE_FINAL)) return 0;
   const int metric = s & STATE_METRIC;

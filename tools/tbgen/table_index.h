@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "tablebase/table_entry.h"
+#include "tablebase/table_layout.h"
 
 // Which men lead a table and how its index is shaped, from its material.
 struct TableShape {
@@ -21,7 +22,7 @@ struct SliceLayout {
   int groups[7] = {};
   uint64_t factor[7] = {};
   int order = 0;
-  int order2 = 15;
+  int order2 = NO_ORDER;
   uint64_t size = 0;
   TableSlice reader = {};  // the same layout as the engine's reader holds it
 };

@@ -1,9 +1,9 @@
 #include "tbgen/table_writer.h"
 
 #include <algorithm>
-#include <atomic>
-#include <thread>
 
+#include "common/parallel_for.h"
+#include "tablebase/table_layout.h"
 #include "tbgen/compress.h"
 
 namespace {
@@ -12,27 +12,6 @@ constexpr uint16_t DONT_CARE = 0xFFFF;
 constexpr int DTZ_CLASS_SHIFT = 12;
 // Map of a DTZ value by the WDL value of its position: 2, -2, 1, -1.
 int dtz_class(int wdl) { return wdl == 2 ? 0 : wdl == -2 ? 1 : wdl == 1 ? 2 : 3; }
-
-template <typename Work>
-void parallel_chunks(int threads, uint64_t size, Work work) {
-  const uint64_t chunks = (size + 0xFFFF) >> 16;
-  std::atomic<uint64_t> next{0};
-  auto run = [&] {
-    for (uint64_t c; (c = next.fetch_add(1)) < chunks;)
-      for (uint64_t i = c << 16; i < std::min(size, (c + 1) << 16); ++i) work(i);
-  };
-  std::vector<std::thread> pool;
-  for (int t = 1; t < threads; ++t) pool.emplace_back(run);
-  run();
-  for (auto& t : pool) t.join();
-}
-
-void put_le(std::vector<uint8_t>& v, uint64_t x, int bytes) {
-  for (int i = 0; i < bytes; ++i) v.push_back(uint8_t(x >> (8 * i)));
-}
-void pad_to(std::vector<uint8_t>& v, size_t multiple) {
-  while (v.size() % multiple) v.push_back(0);
-}
 
 // What each stored position asks of the files: the WDL values it may take, and its DTZ
 // entry (class and distance) or DONT_CARE.
@@ -46,7 +25,7 @@ EntryNeeds entry_needs(const TableResult& t, int threads) {
   EntryNeeds e;
   e.wdl_mask.assign(l.size, 0);
   e.dtz.assign(l.size, DONT_CARE);
-  parallel_chunks(threads, l.size, [&](uint64_t idx) {
+  parallel_for(threads, l.size, [&](uint64_t idx) {
     const uint16_t s = t.state[idx];
     if (s == STATE_INVALID) return;
     int sq[MAX_MEN];
@@ -63,7 +42,7 @@ EntryNeeds entry_needs(const TableResult& t, int threads) {
     const int stored = std::abs(v) == 2 ? std::max(metric - 1, 0) : metric - CURSED_PLY;
     const int value = std::abs(v) == 2 ? stored : (stored + 1) / 2;
     e.dtz[idx] = uint16_t(dtz_class(v) << DTZ_CLASS_SHIFT | value);
-  });
+  }, POSITION_GRAIN);
   return e;
 }
 
@@ -91,14 +70,14 @@ struct Writer {
   // Calls visit(file, index in that file's slice, entry) for each stored position of `side`.
   template <typename Visit>
   void for_each_position(int side, const SliceLayout* by_file, Visit visit) {
-    parallel_chunks(threads, l.per_side, [&](uint64_t i) {
+    parallel_for(threads, l.per_side, [&](uint64_t i) {
       const uint64_t idx = uint64_t(side) * l.per_side + i;
       if (t.state[idx] == STATE_INVALID) return;
       int sq[MAX_MEN], p[MAX_MEN];
       l.decode(idx, sq);
       const int file = gather_table_squares(l, pieces, shape, sq, p);
       visit(file, encode_table_index(p, by_file[file], shape), idx);
-    });
+    }, POSITION_GRAIN);
   }
 
   int order_choices() const {
@@ -113,7 +92,7 @@ struct Writer {
     const int n = order_choices() + (shape.has_pawns && shape.pawn_count[1] ? 1 : 0);
     const bool two = shape.has_pawns && shape.pawn_count[1];
     for (int order = 0; order < n; ++order)
-      for (int order2 = two ? 0 : 15; order2 < (two ? n : 16); ++order2) {
+      for (int order2 = two ? 0 : NO_ORDER; order2 < (two ? n : NO_ORDER + 1); ++order2) {
         if (two && order2 == order) continue;
         SliceLayout s;
         std::copy(pieces.begin(), pieces.end(), s.pieces);
@@ -226,39 +205,19 @@ struct Writer {
     for (int i = 0; i < shape.men; ++i) out.push_back(uint8_t(s0.pieces[i] | s1.pieces[i] << 4));
   }
 
-  static void compression_header(std::vector<uint8_t>& out, const CompressedSlice& c, uint8_t flags, bool wdl) {
-    if (c.single) {
-      out.push_back(uint8_t(0x80 | flags));
-      out.push_back(uint8_t(wdl ? c.single_value : 0));
-      return;
-    }
-    out.push_back(flags);
-    out.push_back(uint8_t(c.block_size));
-    out.push_back(uint8_t(c.index_bits));
-    out.push_back(uint8_t(c.extra_blocks));
-    put_le(out, c.real_blocks, 4);
-    out.push_back(uint8_t(c.longest));
-    out.push_back(uint8_t(c.shortest));
-    for (uint16_t f : c.first_symbol) put_le(out, f, 2);
-    const size_t n = c.symbols.size() / 3;
-    put_le(out, n, 2);
-    out.insert(out.end(), c.symbols.begin(), c.symbols.end());
-    if (n & 1) out.push_back(0);
-  }
-
   static void areas(std::vector<uint8_t>& out, const std::vector<const CompressedSlice*>& slices) {
     for (auto* c : slices) out.insert(out.end(), c->index_table.begin(), c->index_table.end());
     for (auto* c : slices) out.insert(out.end(), c->size_table.begin(), c->size_table.end());
     for (auto* c : slices) {
       if (c->single) continue;
-      pad_to(out, 64);
+      pad_to(out, DATA_ALIGNMENT);
       out.insert(out.end(), c->data.begin(), c->data.end());
     }
   }
 
   static void finish(std::vector<uint8_t>& out) {
-    pad_to(out, 64);
-    // Sixteen bytes the reader never reads: a checksum of all before them.
+    pad_to(out, DATA_ALIGNMENT);
+    // The TAIL_BYTES, which the reader never reads: a checksum of all before them.
     uint64_t a = 0xCBF29CE484222325ull, b = 0x84222325CBF29CE4ull;
     for (uint8_t x : out) a = (a ^ x) * 0x100000001B3ull, b = (b ^ x) * 0x100000001B3ull + 0x9E3779B97F4A7C15ull;
     put_le(out, a, 8);
@@ -270,13 +229,13 @@ struct Writer {
     std::vector<std::vector<SliceChoice>> by_side(sides);
     for (int s = 0; s < sides; ++s) by_side[s] = wdl_slices(s);
     std::vector<uint8_t> out(WDL_MAGIC, WDL_MAGIC + 4);
-    out.push_back(table_flags(shape));
+    out.push_back(table_flags(shape.men, shape.has_pawns, !shape.symmetric));
     for (int f = 0; f < files; ++f) piece_header(out, by_side[0][f].layout, by_side[sides - 1][f].layout);
     pad_to(out, 2);
     std::vector<const CompressedSlice*> order;
     for (int f = 0; f < files; ++f)
       for (int s = 0; s < sides; ++s) {
-        compression_header(out, by_side[s][f].data, 0, true);
+        write_compression_header(out, by_side[s][f].data, 0, true);
         order.push_back(&by_side[s][f].data);
       }
     areas(out, order);
@@ -294,14 +253,14 @@ struct Writer {
       }
     }
     std::vector<uint8_t> out(DTZ_MAGIC, DTZ_MAGIC + 4);
-    out.push_back(table_flags(shape));
+    out.push_back(table_flags(shape.men, shape.has_pawns, !shape.symmetric));
     for (int f = 0; f < files; ++f) piece_header(out, slices[f].layout, slices[f].layout);
     pad_to(out, 2);
     std::vector<const CompressedSlice*> order;
     for (int f = 0; f < files; ++f) {
-      // Side stored, value maps, wins and losses of value 2 exact in plies, map width.
-      const uint8_t flags = uint8_t(slices[f].side | 2 | 4 | 8 | (slices[f].wide ? 16 : 0));
-      compression_header(out, slices[f].data, flags, false);
+      const uint8_t flags = uint8_t((slices[f].side ? DTZ_SIDE : 0) | DTZ_MAPPED | DTZ_WIN_PLIES | DTZ_LOSS_PLIES |
+                                    (slices[f].wide ? DTZ_WIDE_MAP : 0));
+      write_compression_header(out, slices[f].data, flags, false);
       order.push_back(&slices[f].data);
     }
     for (int f = 0; f < files; ++f) {
@@ -319,10 +278,6 @@ struct Writer {
 };
 
 }  // namespace
-
-uint8_t table_flags(const TableShape& shape) {
-  return uint8_t(shape.men << 4 | (shape.has_pawns ? 2 : 0) | (shape.symmetric ? 0 : 1));
-}
 
 TableShape table_shape(const Material& m) {
   TableShape s;

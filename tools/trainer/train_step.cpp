@@ -5,8 +5,8 @@
 #include <cstring>
 #include <memory>
 
+#include "common/parallel_for.h"
 #include "trainer/float_vector.h"
-#include "trainer/run_threads.h"
 
 namespace {
 

@@ -10,6 +10,7 @@
 
 #include "board/movegen.h"
 #include "board/position.h"
+#include "common/parallel_for.h"
 #include "helpers/board_fixtures.h"
 #include "tablebase/helpers/generated_tables.h"
 #include "tablebase/probe.h"
@@ -19,13 +20,10 @@ namespace {
 // Runs work(thread, first, step) on `threads` threads, each with its own search thread.
 template <typename Work>
 void on_threads(int threads, Work work) {
-  std::vector<std::thread> pool;
-  for (int t = 0; t < threads; ++t)
-    pool.emplace_back([&, t] {
-      auto thread = thread_at(START_FEN);
-      work(*thread, uint64_t(t), uint64_t(threads));
-    });
-  for (std::thread& p : pool) p.join();
+  run_threads(threads, [&](int t) {
+    auto thread = thread_at(START_FEN);
+    work(*thread, uint64_t(t), uint64_t(threads));
+  });
 }
 
 // Men of each kind, four bits each: the side to move's in the low half, the other's above.
