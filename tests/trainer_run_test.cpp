@@ -1,12 +1,15 @@
 // The trainer program end to end on a small synthetic set: a short run lowers the validation
 // loss and leaves its outputs, the network passes the engine's start-up check and scores what the
 // model scores, a resumed run takes the steps of one that never stopped, export rewrites the same
-// blob, the thread count changes nothing, and a run can start from the engine's own network.
+// blob, the thread count changes nothing, and a run can start from the engine's own network, with
+// or without the factoriser.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,6 +17,7 @@
 #include "eval/network.h"
 #include "helpers/scratch_files.h"
 #include "helpers/training_fixtures.h"
+#include "trainer/checkpoint.h"
 
 namespace {
 
@@ -117,6 +121,21 @@ TEST(TrainerRun, StartsFromTheEnginesNetwork) {
   ASSERT_EQ(still.status, 0) << still.output;
   EXPECT_NE(still.output.find("starting from the network"), std::string::npos) << still.output;
   EXPECT_TRUE(file_text(dir.path / "still" / "network.net") == file_text(shipped));
+
+  // Without the factoriser its rows are folded into the king rows at the start (the network is
+  // unchanged) and stay zero through the steps, which move the king rows alone.
+  const CommandRun folded =
+      trainer("train --lr 0 --no-factoriser --init " + shipped.string() + " --out " + (dir.path / "folded").string() + common);
+  ASSERT_EQ(folded.status, 0) << folded.output;
+  EXPECT_TRUE(file_text(dir.path / "folded" / "network.net") == file_text(shipped));
+  const CommandRun alone =
+      trainer("train --no-factoriser --init " + shipped.string() + " --out " + (dir.path / "alone").string() + common);
+  ASSERT_EQ(alone.status, 0) << alone.output;
+  auto checkpoint = std::make_unique<Checkpoint>();
+  ASSERT_TRUE(load_checkpoint((dir.path / "alone" / "checkpoint.bin").string(), *checkpoint));
+  const auto factors = checkpoint->model.rows.begin() + size_t(FACTOR_ROW_BASE) * L1_SIZE;
+  EXPECT_TRUE(std::all_of(factors, checkpoint->model.rows.end(), [](float w) { return w == 0; }));
+  EXPECT_FALSE(file_text(dir.path / "alone" / "network.net") == file_text(shipped));
 
   const CommandRun fresh = trainer("train --out " + (dir.path / "fresh").string() + common);
   const CommandRun tuned = trainer("train --init " + shipped.string() + " --out " + (dir.path / "tuned").string() + common);

@@ -29,6 +29,21 @@ void init_model(FloatModel& model, uint64_t seed) {
   d.l4_bias = 0;
 }
 
+int64_t fold_factors(FloatModel& model) {
+  int64_t clipped = 0;
+  for (uint32_t row = 0; row < FEATURE_ROWS; ++row) {
+    float* king_row = model.row(row);
+    const float* factor = model.row(factor_row(row));
+    for (int lane = 0; lane < L1_SIZE; ++lane) {
+      const float sum = king_row[lane] + factor[lane];
+      king_row[lane] = std::clamp(sum, -FOLDED_ROW_LIMIT, FOLDED_ROW_LIMIT);
+      clipped += king_row[lane] != sum;
+    }
+  }
+  std::fill(model.rows.begin() + size_t(FACTOR_ROW_BASE) * L1_SIZE, model.rows.end(), 0.0f);
+  return clipped;
+}
+
 void dense_limits(int i, float& low, float& high) {
   constexpr int l2_weights = L1_SIZE;
   constexpr int l2_bias = l2_weights + L2_SIZE * 2 * L1_SIZE;

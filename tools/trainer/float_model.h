@@ -61,6 +61,7 @@ struct ForwardState {
 // Ranges that the weights are clipped to after each step, so that every value fits its integer
 // type at export and no accumulator lane can overflow 16 bits.
 constexpr float ROW_LIMIT = 4.0f;       // each of king row and factor row: folded at most 8 (128)
+constexpr float FOLDED_ROW_LIMIT = 2 * ROW_LIMIT;
 constexpr float L1_BIAS_LIMIT = 64.0f;  // x16 stays within 16 bits
 constexpr float L2_WEIGHT_MIN = -16.0f, L2_WEIGHT_MAX = 15.875f;  // x8 within int8, also layer 3
 constexpr float L4_WEIGHT_MIN = -32.0f, L4_WEIGHT_MAX = 31.75f;   // x4 within int8
@@ -69,6 +70,11 @@ constexpr float HIDDEN_BIAS_LIMIT = 1.0e6f;                       // int32 at x6
 // Fills the model with random starting weights: small first-layer rows, scaled uniform weights
 // for the hidden layers, and an output layer that starts near 0.
 void init_model(FloatModel& model, uint64_t seed);
+
+// Training without the factoriser: each factor row is added into its 64 king rows and set to
+// zero, so the model's output stays the same and the king rows alone carry the weights, each
+// up to the folded limit. Returns the number of values clipped there.
+int64_t fold_factors(FloatModel& model);
 
 // Lower and upper bound of dense parameter i (the optimiser clips to them after each step).
 void dense_limits(int i, float& low, float& high);

@@ -39,6 +39,9 @@ const char* const TRAINER_USAGE =
     "      --mirror               turns each position without castling rights left to right by\n"
     "                             a coin tossed afresh every epoch (not kept in the checkpoint:\n"
     "                             give it again when resuming)\n"
+    "      --no-factoriser        trains the king rows alone, without the shared rows of each\n"
+    "                             piece and square (not kept in the checkpoint: give it again\n"
+    "                             when resuming)\n"
     "  trainer export --checkpoint CKPT --out FILE.net\n"
     "      Writes the network of a checkpoint.\n"
     "  trainer check --checkpoint CKPT --net FILE.net --data FILE [FILE...] [--positions N]\n"
@@ -84,6 +87,10 @@ bool parse_train_options(int argc, char** argv, TrainOptions& options) {
     }
     if (!std::strcmp(name, "--mirror")) {
       options.mirror = true;
+      continue;
+    }
+    if (!std::strcmp(name, "--no-factoriser")) {
+      options.factoriser = false;
       continue;
     }
     if (!std::strcmp(name, "--real-arithmetic")) {

@@ -35,6 +35,7 @@ struct TrainOptions {
   int threads = 1;
   int64_t chunk = DEFAULT_CHUNK_RECORDS;
   bool mirror = false;  // positions without castling rights turned left to right at random
+  bool factoriser = true;  // false: no shared king-independent rows (for measuring what they bring)
   CorpusFilter corpus_filter;  // which positions of corpus games are read
 };
 

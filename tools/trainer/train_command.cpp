@@ -59,6 +59,10 @@ int starting_weights(int argc, char** argv, int cores, TrainOptions& options, Ch
   } else {
     init_model(checkpoint.model, options.settings.seed);
   }
+  if (!options.factoriser) {
+    const int64_t clipped = fold_factors(checkpoint.model);
+    if (clipped) std::printf("factor rows folded into the king rows: %lld values clipped\n", (long long)clipped);
+  }
   return -1;
 }
 
@@ -156,6 +160,7 @@ int train_command(int argc, char** argv) {
   if (checkpoint->epoch >= settings.epochs) std::printf("the checkpoint has %d epochs already\n", checkpoint->epoch);
 
   StepBuffers buffers(settings.batch, options.threads);
+  buffers.factoriser = options.factoriser;
   for (int epoch = checkpoint->epoch + 1; epoch <= settings.epochs; ++epoch) {
     EpochRow row;
     if (!train_epoch(*checkpoint, set, options, buffers, epoch, row)) return 1;

@@ -59,15 +59,16 @@ void rows_pass(FloatModel& model, AdamState& adam, StepBuffers& buffers, float s
     for (const RowUse& use : buffers.uses[size_t(producer) * buffers.threads + thread])
       add_row(touch(use.row), buffers.d_acc.data() + size_t(use.slot) * L1_SIZE);
   // A factor row is switched on with each of its king rows: its gradient is the sum of theirs.
-  const size_t king_rows = touched.size();
+  const size_t king_rows = buffers.factoriser ? touched.size() : 0;
   for (size_t i = 0; i < king_rows; ++i) {
     const uint32_t row = touched[i];
     if (row < FEATURE_ROWS) add_row(touch(factor_row(row)), buffers.row_grads.data() + size_t(row) * L1_SIZE);
   }
   for (uint32_t row : touched) {
     const size_t offset = size_t(row) * L1_SIZE;
+    const float limit = !buffers.factoriser && row < FEATURE_ROWS ? FOLDED_ROW_LIMIT : ROW_LIMIT;
     adam_row(model.row(row), adam.row_m.data() + offset, adam.row_v.data() + offset, buffers.row_grads.data() + offset,
-             step_size, ROW_LIMIT);
+             step_size, limit);
     buffers.row_touched[row] = 0;
   }
   touched.clear();

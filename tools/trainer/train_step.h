@@ -41,6 +41,7 @@ struct StepBuffers {
   std::vector<uint8_t> row_touched;          // MODEL_ROWS, zero between steps
   std::vector<std::vector<uint32_t>> touched_rows;  // per thread
   ForwardNetwork network;                           // the model of the current step
+  bool factoriser = true;  // false: factor rows stay zero (see fold_factors)
 
   StepBuffers(int batch, int threads);
 };
