@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -56,9 +57,7 @@ std::string write_book(const std::string& path, std::vector<Entry> entries, size
     bytes += {char(e.move >> 8), char(e.move), char(e.weight >> 8), char(e.weight), 0, 0, 0, 0};
   }
   bytes.resize(bytes.size() - std::min(cut_bytes, bytes.size()));
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  std::fwrite(bytes.data(), 1, bytes.size(), file);
-  std::fclose(file);
+  std::ofstream(path, std::ios::binary) << bytes;
   return path;
 }
 
@@ -200,9 +199,7 @@ TEST(Book, BookprobeSaysWhyAFileIsNoBook) {
   fs::create_directory(dir.path / "folder.bin");
   std::string unsorted = file_text(dir.path / "good.bin");
   std::rotate(unsorted.begin(), unsorted.begin() + 16, unsorted.end());  // the first key moves to the end
-  std::FILE* file = std::fopen(dir.file("unsorted.bin").c_str(), "wb");
-  std::fwrite(unsorted.data(), 1, unsorted.size(), file);
-  std::fclose(file);
+  std::ofstream(dir.file("unsorted.bin"), std::ios::binary) << unsorted;
 
   const std::string tool = std::string(TESMAR_TOOLS_DIR) + "/bookprobe ";
   struct Case {
@@ -292,11 +289,8 @@ TEST(Book, BooksMadeByPolyglotAgree) {
   TempDir dir;
   // A draw gives both sides' moves a weight.
   const char* GAME = "e2e4 e7e5 g1f3 b8c6 f1c4 f8c5 e1g1 g8f6 d2d3 e8g8 c2c3 d7d6";
-  std::FILE* pgn = std::fopen(dir.file("games.pgn").c_str(), "w");
-  std::fputs("[Event \"?\"]\n[Result \"1/2-1/2\"]\n\n"
-             "1. e4 e5 2. Nf3 Nc6 3. Bc4 Bc5 4. O-O Nf6 5. d3 O-O 6. c3 d6 1/2-1/2\n",
-             pgn);
-  std::fclose(pgn);
+  std::ofstream(dir.file("games.pgn")) << "[Event \"?\"]\n[Result \"1/2-1/2\"]\n\n"
+                                          "1. e4 e5 2. Nf3 Nc6 3. Bc4 Bc5 4. O-O Nf6 5. d3 O-O 6. c3 d6 1/2-1/2\n";
   run_command(std::string(polyglot) + " make-book -pgn " + dir.file("games.pgn") + " -bin " + dir.file("made.bin") +
               " -max-ply 20 -min-game 1 > /dev/null 2>&1");
   ASSERT_TRUE(fs::exists(dir.file("made.bin")));

@@ -135,25 +135,6 @@ TEST(Evaluate, ColourMirroredTwinsScoreTheSame) {
   }
 }
 
-TEST(Evaluate, UnreadTrailerBytesChangeNothing) {
-  std::vector<uint8_t> blob = random_blob(11);
-  auto thread = thread_at("r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1");
-  int32_t before, after;
-  {
-    NetworkGuard guard(blob);
-    thread->ply_records[0].acc_valid = 0;
-    before = evaluate(*thread, 0);
-  }
-  for (size_t i = BLOB_FRACTION_BITS + 16; i < NETWORK_BLOB_SIZE; ++i) blob[i] = uint8_t(i * 37 + 1);
-  {
-    NetworkGuard guard(blob);
-    EXPECT_EQ(network_header_fault(blob.data()), -1);
-    thread->ply_records[0].acc_valid = 0;
-    after = evaluate(*thread, 0);
-  }
-  EXPECT_EQ(before, after);
-}
-
 TEST(NetworkHeader, FirstWrongWordIsReported) {
   std::vector<uint8_t> blob = zero_blob();
   EXPECT_EQ(network_header_fault(blob.data()), -1);

@@ -51,6 +51,8 @@ TEST(MoveGeneration, EdgeCases) {
       // An enemy rook on a1, screened by the own rook on b1, sees c1 once the rook has left.
       {"4k3/8/8/8/8/8/8/rRK5 w B - 0 1", "c1b1", QUIETS, ABSENT},
       {"4k3/8/8/8/8/8/8/1RK5 w B - 0 1", "c1b1", QUIETS, LISTED},
+      // The same on the king side: king f1 and rook g1 swap, and a rook on h1 sees g1.
+      {"4k3/8/8/8/8/8/8/5KRr w G - 0 1", "f1g1", QUIETS, ABSENT},
       // King g1 and rook h1: only f1 must be empty, and the king's way is empty.
       {"4k3/8/8/8/8/8/8/6KR w H - 0 1", "g1h1", QUIETS, LISTED},
       {"4kr2/8/8/8/8/8/8/6KR w H - 0 1", "g1h1", QUIETS, LISTED},

@@ -39,6 +39,20 @@ std::vector<TrainingRecord> read_whole_file(const fs::path& path) {
   return records;
 }
 
+// The records of one epoch, chunk by chunk, each chunk in the order it gives.
+std::vector<TrainingRecord> epoch_records(const TrainingSet& set, int epoch) {
+  const std::vector<int64_t> blocks = epoch_blocks(set, epoch);
+  std::vector<TrainingRecord> seen;
+  for (int c = 0; c < epoch_chunks(set, blocks); ++c) {
+    Chunk chunk;
+    EXPECT_TRUE(load_chunk(set, blocks, epoch, c, chunk));
+    EXPECT_LE(int64_t(chunk.records.size()), set.chunk_records);
+    EXPECT_EQ(chunk.order.size(), chunk.records.size());
+    for (uint32_t index : chunk.order) seen.push_back(chunk.records[index]);
+  }
+  return seen;
+}
+
 TEST(TrainingSet, ChunksOfAnEpochHoldEveryTrainingRecordOnce) {
   TempDir dir;
   // Three files: one with records that no game gives, an empty one, and one with a torn tail.
@@ -74,19 +88,10 @@ TEST(TrainingSet, ChunksOfAnEpochHoldEveryTrainingRecordOnce) {
     EXPECT_EQ(set.training_positions, int64_t(training.size()));
     ASSERT_EQ(set.validation.size(), validation.size()) << chunk_records;
     EXPECT_EQ(std::memcmp(set.validation.data(), validation.data(), validation.size() * sizeof(TrainingRecord)), 0);
-    std::vector<TrainingRecord> epoch_orders[2];
-    for (int epoch : {1, 2}) {
-      const std::vector<int64_t> blocks = epoch_blocks(set, epoch);
-      std::vector<TrainingRecord>& seen = epoch_orders[epoch - 1];
-      for (int c = 0; c < epoch_chunks(set, blocks); ++c) {
-        Chunk chunk;
-        ASSERT_TRUE(load_chunk(set, blocks, epoch, c, chunk));
-        ASSERT_LE(int64_t(chunk.records.size()), set.chunk_records);
-        ASSERT_EQ(chunk.order.size(), chunk.records.size());
-        for (uint32_t index : chunk.order) seen.push_back(chunk.records[index]);
-      }
-      EXPECT_EQ(sorted_bytes(seen), sorted_bytes(training)) << "chunks of " << chunk_records << ", epoch " << epoch;
-    }
+    const std::vector<TrainingRecord> epoch_orders[2] = {epoch_records(set, 1), epoch_records(set, 2)};
+    for (int epoch : {1, 2})
+      EXPECT_EQ(sorted_bytes(epoch_orders[epoch - 1]), sorted_bytes(training))
+          << "chunks of " << chunk_records << ", epoch " << epoch;
     // Each epoch has an order of its own.
     ASSERT_EQ(epoch_orders[0].size(), epoch_orders[1].size());
     EXPECT_NE(std::memcmp(epoch_orders[0].data(), epoch_orders[1].data(), epoch_orders[0].size() * sizeof(TrainingRecord)), 0);
@@ -146,13 +151,7 @@ TEST(TrainingSet, MirroringTurnsAboutHalfOfTheRecordsWithoutRightsAfreshEachEpoc
     if (record_is_valid(records[i])) (held_out(5, 0.1, int64_t(i)) ? validation : plain).push_back(records[i]);
   std::vector<TrainingRecord> mirrored_kinds[2];
   for (int epoch : {1, 2}) {
-    const std::vector<int64_t> blocks = epoch_blocks(set, epoch);
-    std::vector<TrainingRecord> seen;
-    for (int c = 0; c < epoch_chunks(set, blocks); ++c) {
-      Chunk chunk;
-      ASSERT_TRUE(load_chunk(set, blocks, epoch, c, chunk));
-      seen.insert(seen.end(), chunk.records.begin(), chunk.records.end());
-    }
+    const std::vector<TrainingRecord> seen = epoch_records(set, epoch);
     // Each record once, as it is or mirrored; those with rights always as they are.
     std::vector<TrainingRecord> either = plain, turned;
     int without_rights = 0;

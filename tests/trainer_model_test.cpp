@@ -1,10 +1,10 @@
-// The trainer's float model: features of a record against the engine's view of the same board,
-// the loss and its target, and the backward pass against finite differences in both arithmetics.
+// The trainer's float model: records no game gives, the loss and its target, and the backward
+// pass against finite differences. (The features of a record are held to the engine's own, lane
+// by lane, by the export's test of folded factors.)
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <memory>
-#include <set>
 
 #include "common/record_features.h"
 #include "common/training_record.h"
@@ -12,26 +12,6 @@
 #include "trainer/float_model.h"
 
 namespace {
-
-// The engine's own example: White to move, kings on e1 and e8, a white knight on f3 is row 5444
-// in view 0 and row 27460 in view 1; Black's pawn on d7 is an enemy pawn for view 0.
-TEST(TrainerModel, FeaturesOfARecord) {
-  const TrainingRecord record = pack_record(position_of("4k3/3p4/8/8/8/5N2/8/4K2R w Kk - 0 1"), 0, 0, 0, false);
-  RecordFeatures f;
-  record_features(record, f);
-  const std::multiset<uint32_t> view0(f.rows[0], f.rows[0] + f.count[0]);
-  const std::multiset<uint32_t> view1(f.rows[1], f.rows[1] + f.count[1]);
-  // view 0: own knight f3, own rook h1, enemy pawn d7 (plane 5, square 51), own king-side right
-  EXPECT_EQ(view0, (std::multiset<uint32_t>{5444, piece_row(3, 7, 4), piece_row(5, 51, 4), ROW_KING_SIDE_RIGHT}));
-  // view 1 (Black's frame): enemy knight f6, enemy rook h8, own pawn d2, own king-side right
-  EXPECT_EQ(view1, (std::multiset<uint32_t>{27460, piece_row(8, 63, 4), piece_row(0, 11, 4), ROW_KING_SIDE_RIGHT}));
-  // With Black to move the record is in Black's frame: the views change places.
-  const TrainingRecord black = pack_record(position_of("4k3/3p4/8/8/8/5N2/8/4K2R b K - 0 1"), 0, 0, 0, false);
-  record_features(black, f);
-  EXPECT_EQ(std::multiset<uint32_t>(f.rows[1], f.rows[1] + f.count[1]),
-            (std::multiset<uint32_t>{5444, piece_row(3, 7, 4), piece_row(5, 51, 4), ROW_KING_SIDE_RIGHT}));
-  EXPECT_EQ(f.count[0], 3);
-}
 
 TEST(TrainerModel, RecordsThatNoGameGivesAreRefused) {
   TrainingRecord record = pack_record(position_of("4k3/8/8/8/8/8/8/4K3 w - - 0 1"), 0, 0, 0, false);

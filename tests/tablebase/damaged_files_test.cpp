@@ -32,9 +32,7 @@ std::vector<Man> random_men(const std::string& name, bool mirror, bool black_to_
   std::vector<Man> men = men_of_signature(name);
   if (mirror)
     for (Man& m : men) m.piece = char(m.piece ^ 0x20);
-  do {
-    for (Man& m : men) m.square = int(random() % 64);
-  } while (!legal_placement(men, black_to_move));
+  place_at_random(men, black_to_move, random);
   return men;
 }
 

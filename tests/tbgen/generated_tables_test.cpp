@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "tablebase/helpers/generated_tables.h"
-#include "tablebase/helpers/probe_cache.h"
 #include "tablebase/helpers/tb_fixtures.h"
 
 namespace {
@@ -13,13 +12,5 @@ using OurTables = EmbeddedTablesTest;
 TEST_F(OurTables, ProbesGiveTheGeneratorsValues) { expect_quick_signatures_agree(true, 7); }
 
 TEST_F(OurTables, SampleOfEverySignatureAgreesWithItsMovesOnePlyDeep) { expect_embedded_signatures_agree(300, 11); }
-
-// The long walk reads children from cached probes: they must be the children's own
-// probes, through promotions into four other tables and both boards' orientations.
-TEST_F(OurTables, CachedWalkReadsEveryChildAsItsProbe) {
-  const SweepResult r = sweep_signature_cached("KPvK", 2, true);
-  EXPECT_GT(r.positions, 100000);
-  expect_no_faults(r, "KPvK");
-}
 
 }  // namespace

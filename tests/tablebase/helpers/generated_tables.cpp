@@ -21,20 +21,6 @@ const TableResult& generated_table(const std::string& name) {
   return solve_table(store, name);
 }
 
-std::string colour_exchange_fault(const std::string& name, uint64_t stride) {
-  const TableResult& t = generated_table(name);
-  const Layout& l = t.layout;
-  for (uint64_t idx = 0; idx < l.size; idx += stride) {
-    if (t.state[idx] == STATE_INVALID) continue;
-    int sq[MAX_MEN], other[MAX_MEN];
-    const int side = l.decode(idx, sq);
-    other[0] = sq[1] ^ 56, other[1] = sq[0] ^ 56;
-    for (int m = 2; m < l.men; m += 2) other[m] = sq[m + 1] ^ 56, other[m + 1] = sq[m] ^ 56;
-    if (table_state(t, other, side ^ 1) != t.state[idx]) return name + " " + fen_of_entry(l, idx);
-  }
-  return "";
-}
-
 GeneratedValue generated_value(uint16_t state) {
   const int w = state_wdl(state);
   const int metric = state & STATE_METRIC;

@@ -18,11 +18,6 @@ const TableResult& generated_table(const std::string& name);
 inline const std::vector<std::string> QUICK_SIGNATURES = {"KQvK",  "KRvK",  "KPvK",  "KBvKN", "KNvKN",
                                                           "KRvKR", "KRvKB", "KBBvK", "KBNvK"};
 
-// A material against itself: exchanging the colours and turning the board over must give
-// the other side to move the same value. Checks every `stride`-th index; empty when all
-// agree, else the first fault.
-std::string colour_exchange_fault(const std::string& name, uint64_t stride);
-
 // What the probes should say of a solved position: WDL, and DTZ in plies (signed);
 // rounded where the files may store the distance halved (wins the 50-move rule spoils).
 struct GeneratedValue {

@@ -61,6 +61,8 @@ std::vector<Man> men_of_signature(const std::string& name) {
   return men;
 }
 
+namespace {
+
 bool legal_placement(const std::vector<Man>& men, bool black_to_move) {
   Bitboard used = 0;
   for (const Man& m : men) {
@@ -74,6 +76,14 @@ bool legal_placement(const std::vector<Man>& men, bool black_to_move) {
   return !(checkers(pos) | (KING_ATTACKS[own_king_square(pos)] & pos.bb[KING] & enemy_pieces(pos)));
 }
 
+}  // namespace
+
+void place_at_random(std::vector<Man>& men, bool black_to_move, std::mt19937_64& random) {
+  do {
+    for (Man& m : men) m.square = int(random() % 64);
+  } while (!legal_placement(men, black_to_move));
+}
+
 namespace {
 int sign(int x) { return (x > 0) - (x < 0); }
 
@@ -85,8 +95,17 @@ std::optional<std::pair<int, int>> probes_of(ThreadData& thread, const std::vect
   if (!s1 || !s2) return std::nullopt;
   return std::pair{wdl, dtz};
 }
-}  // namespace
 
+// What one move leads to: its value from the mover's view, the child's own DTZ, and
+// whether the move zeroes the count or ends the game.
+struct OnePlyChild {
+  int wdl = 0;
+  int dtz = 0;
+  bool zeroing = false;
+  bool terminal = false;
+};
+
+// The child on the thread's stack by its legal replies and the probes; false when a probe fails.
 bool probe_child(ThreadData& thread, OnePlyChild& c) {
   ScoredMove replies[MAX_MOVES];
   if (generate_legal(*thread.current_position, replies) == replies) {
@@ -100,15 +119,8 @@ bool probe_child(ThreadData& thread, OnePlyChild& c) {
   return s1 && s2;
 }
 
-std::string one_ply_fault(ThreadData& thread) {
-  int s1, s2;
-  const int wdl = probe_wdl(thread, s1), dtz = probe_dtz(thread, s2);
-  if (!s1 || !s2) return "a probe failed";
-  return one_ply_fault(thread, wdl, dtz, probe_child);
-}
-
-std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
-                          const std::function<bool(ThreadData&, OnePlyChild&)>& child) {
+// one_ply_fault given the position's own probes.
+std::string one_ply_fault(ThreadData& thread, int wdl, int dtz) {
   const Position& pos = *thread.current_position;
   if (sign(dtz) != sign(wdl)) return "wdl " + std::to_string(wdl) + " but dtz " + std::to_string(dtz);
 
@@ -128,7 +140,7 @@ std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
     OnePlyChild& c = children[count++];
     c = OnePlyChild{};
     c.zeroing = (m & MOVE_CAPTURE) || move_piece(m) == PAWN;
-    const bool ok = child(thread, c);
+    const bool ok = probe_child(thread, c);
     undo_move(thread);
     if (!ok) return "a child probe failed";
     best = std::max(best, c.wdl);
@@ -161,13 +173,22 @@ std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
   return "";
 }
 
+}  // namespace
+
+std::string one_ply_fault(ThreadData& thread) {
+  int s1, s2;
+  const int wdl = probe_wdl(thread, s1), dtz = probe_dtz(thread, s2);
+  if (!s1 || !s2) return "a probe failed";
+  return one_ply_fault(thread, wdl, dtz);
+}
+
 SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sample, std::mt19937_64& random) {
   SweepResult result;
   std::vector<Man> men = men_of_signature(name);
   auto check = [&](bool black_to_move) {
     ++result.positions;
     const auto probes = probes_of(thread, men, black_to_move);
-    std::string what = !probes ? "a probe failed" : one_ply_fault(thread, probes->first, probes->second, probe_child);
+    std::string what = !probes ? "a probe failed" : one_ply_fault(thread, probes->first, probes->second);
     // The tables fold positions by colour and by file (pawnless ones by rank and diagonal
     // too), so every folding must read the same.
     std::vector<Man> exchanged = men, turned = men;
@@ -181,11 +202,9 @@ SweepResult sweep_signature(ThreadData& thread, const std::string& name, int sam
   };
 
   for (int side = 0; side < 2; ++side)
-    for (int done = 0; done < sample;) {
-      for (Man& m : men) m.square = int(random() % 64);
-      if (!legal_placement(men, side)) continue;
+    for (int done = 0; done < sample; ++done) {
+      place_at_random(men, side, random);
       check(side);
-      ++done;
     }
   return result;
 }

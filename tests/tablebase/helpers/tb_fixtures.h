@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -48,9 +47,9 @@ std::string fen_of_men(const std::vector<Man>& men, bool black_to_move, int rule
 // The men of a signature, left side White; squares still to be set.
 std::vector<Man> men_of_signature(const std::string& name);
 
-// Whether the men stand legally: no shared square, no pawn on rank 1 or 8, and the side
-// that has just moved not in check.
-bool legal_placement(const std::vector<Man>& men, bool black_to_move);
+// The men set on random squares where they stand legally: no shared square, no pawn on
+// rank 1 or 8, and the side that has just moved not in check.
+void place_at_random(std::vector<Man>& men, bool black_to_move, std::mt19937_64& random);
 
 // Empty when the probes of the thread's position agree with its legal moves one ply deep:
 // the WDL sign with the best negated child, the DTZ size with the best child's plus one
@@ -58,24 +57,9 @@ bool legal_placement(const std::vector<Man>& men, bool black_to_move);
 // fifty-move rule with the size of the distance. Else the fault, with the FEN.
 std::string one_ply_fault(ThreadData& thread);
 
-// What one move leads to: its value from the mover's view, the child's own DTZ, and
-// whether the move zeroes the count or ends the game.
-struct OnePlyChild {
-  int wdl = 0;
-  int dtz = 0;
-  bool zeroing = false;
-  bool terminal = false;
-};
-// The child on the thread's stack by its legal replies and the probes; false when a probe fails.
-bool probe_child(ThreadData& thread, OnePlyChild& c);
-// The same check given the position's own probes, with `child` filling in each move's
-// child (zeroing already set) while it stands on the stack.
-std::string one_ply_fault(ThreadData& thread, int wdl, int dtz,
-                          const std::function<bool(ThreadData&, OnePlyChild&)>& child);
-
 // Checks `sample` random legal positions of a signature per side to move through
 // one_ply_fault, and the same positions with the colours exchanged and turned left to
-// right, which must probe the same (the walk of every position is sweep_signature_cached).
+// right, which must probe the same.
 struct SweepResult {
   int64_t positions = 0;
   int64_t faults = 0;
