@@ -42,4 +42,4 @@ struct SearchLimits {
   uint32_t hash_generation;
 };
 
-inline SearchLimits search_limits;
+extern SearchLimits search_limits;

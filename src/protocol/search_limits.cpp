@@ -1,0 +1,3 @@
+#include "protocol/search_limits.h"
+
+SearchLimits search_limits;
