@@ -161,3 +161,26 @@ TEST(GameCorpus, FilesCutShortOrDamagedKeepTheirWholeGames) {
   std::string error;
   EXPECT_FALSE(read_corpus(std::string("TESMARTD") + bytes.substr(8), board, [](const CorpusGame&) {}, info, error));
 }
+
+TEST(GameCorpus, SkippingOpeningPliesKeepsTheLaterRecordsAsTheyWere) {
+  // The filter counts the game's own plies (book plies included), and a record it keeps
+  // carries the same board, score and settled result as without it.
+  CorpusGame game = random_game(START_FEN, false, 17, 90);
+  game.result = 1;
+  for (int16_t& s : game.scores) s = int16_t(s % 1000);
+  GameBoard board;
+  std::vector<TrainingRecord> all, later;
+  game_records(game, board, CorpusFilter{}, all);
+  const int skip = game.start_ply + 30;
+  game_records(game, board, CorpusFilter{.skip_plies = skip}, later);
+  std::vector<TrainingRecord> expected;
+  for (const TrainingRecord& r : all)
+    if (r.ply >= skip) expected.push_back(r);
+  ASSERT_GT(expected.size(), 10u);
+  ASSERT_LT(expected.size(), all.size());
+  ASSERT_EQ(later.size(), expected.size());
+  for (size_t i = 0; i < later.size(); ++i) EXPECT_EQ(std::memcmp(&later[i], &expected[i], sizeof(TrainingRecord)), 0);
+  later.clear();
+  game_records(game, board, CorpusFilter{.skip_plies = game.start_ply + int(game.moves.size())}, later);
+  EXPECT_TRUE(later.empty());
+}
