@@ -1,14 +1,17 @@
 // make_move in the awkward cases of castling, captures, promotions and passes: the record after
 // the move against one read from its FEN, the feature changes it reports (exactly those between
-// the two positions, king moves aside), and the repetition flag.
+// the two positions, king moves aside), and the repetition flag; castling tokens of both
+// notations in both frames (the board sweep reads back the text of every legal move it meets),
+// and the game history that a move list leaves behind.
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <cstring>
 
 #include "board/make_move.h"
-#include "board/zobrist.h"
+#include "board/move_text.h"
 #include "helpers/board_fixtures.h"
+#include "protocol/search_limits.h"
 
 namespace {
 
@@ -52,12 +55,11 @@ TEST(MakeMove, EdgeCases) {
 }
 
 TEST(MakeMove, NullMoveAfterDoubleStep) {
-  // The pass takes the en-passant key out and puts the side key in; undo gives the record back.
+  // The pass takes the en-passant file out and hands the move over; undo gives the record back.
   auto thread = thread_at("4k3/8/8/8/3p4/8/4P3/4K3 w - - 0 1", "e2e4");
   const Position before = *thread->current_position;
   make_null_move(*thread);
   const Position& passed = *thread->current_position;
-  EXPECT_EQ(passed.key, before.key ^ ZOBRIST[ZOBRIST_EP + 4] ^ ZOBRIST[ZOBRIST_SIDE]);
   EXPECT_EQ(record_difference(passed, position_of("4k3/8/8/8/3pP3/8/8/4K3 w - - 0 1")), "");
   undo_move(*thread);
   EXPECT_EQ(record_difference(*thread->current_position, before), "");
@@ -115,6 +117,64 @@ TEST(Repetition, NoSlotBelowTheStackBaseIsRead) {
   auto shuffle = thread_at(fen);
   for (const char* token : {"g1f3", "g8f6", "f3g1"}) EXPECT_FALSE(play(*shuffle, token));
   EXPECT_TRUE(play(*shuffle, "f6g8"));
+}
+
+
+TEST(MoveText, CastlingTokensOfEitherNotation) {
+  const char* const castles = "r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1";
+  const char* const black_castles = "r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1";
+  const struct {
+    const char* fen;
+    bool chess960;
+    const char *token, *text;
+  } cases[] = {
+      // The two-step and king-takes-rook tokens give the same castling under either setting;
+      // the text follows the setting.
+      {castles, false, "e1h1", "e1g1"},
+      {castles, true, "e1g1", "e1h1"},
+      {castles, false, "e1a1", "e1c1"},
+      {castles, true, "e1c1", "e1a1"},
+      // Black's castling is e1g1 in Black's frame; the text is on the eighth rank.
+      {black_castles, false, "e8g8", "e8g8"},
+      {black_castles, true, "e8a8", "e8a8"},
+      // Chess960: king f1 with the rook on h1 or g1, king b1 with the rook on a1.
+      {"5k1r/8/8/8/8/8/8/5K1R w Hh - 0 1", true, "f1h1", "f1h1"},
+      {"5kr1/8/8/8/8/8/8/5KR1 w Gg - 0 1", true, "f1g1", "f1g1"},
+      {"1k6/8/8/8/8/8/8/RK6 w A - 0 1", true, "b1a1", "b1a1"},
+  };
+  for (const auto& c : cases) {
+    Chess960Option option(c.chess960);
+    const Position pos = position_of(c.fen);
+    const Move m = parse_move_token(pos, c.token);
+    char text[8];
+    move_text(pos, m, text);
+    EXPECT_STREQ(text, c.text) << c.fen << " " << c.token;
+  }
+}
+
+int stack_slot(const ThreadData& thread) { return int(thread.current_position - thread.position_stack); }
+
+TEST(MoveList, IrreversibleMovesEmptyTheHistory) {
+  auto thread = thread_at(START_FEN, "e2e4 e7e5 g1f3");
+  EXPECT_EQ(stack_slot(*thread), 1);
+  const Position after_e5 = position_of("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
+  EXPECT_EQ(record_difference(thread->position_stack[0], after_e5), "");
+  EXPECT_EQ(search_limits.game_last_move, move_named(after_e5, "g1f3"));
+  EXPECT_EQ(move_from(search_limits.game_second_last_move), square_named("e7") ^ 56);
+
+  EXPECT_EQ(stack_slot(*thread_at(START_FEN, "g1f3 g8f6 e2e4")), 0);  // ending in a pawn move
+
+  // A repetition across the list is seen, back to the last irreversible position.
+  auto repeated = thread_at(START_FEN, "e2e4 g8f6 g1f3 f6g8 f3g1");
+  EXPECT_EQ(stack_slot(*repeated), 4);
+  EXPECT_TRUE(repeated->current_position->flags & FLAG_REPETITION);
+
+  // The count of full moves, and no last moves after a position without a list.
+  std::string moves = "e2e4 e7e5 g1f3";
+  EXPECT_EQ(set_position(*thread, START_FEN, moves.data()), 1);
+  EXPECT_EQ(set_position(*thread, START_FEN, nullptr), 0);
+  EXPECT_EQ(search_limits.game_last_move, 0u);
+  EXPECT_EQ(search_limits.game_second_last_move, 0u);
 }
 
 }  // namespace
