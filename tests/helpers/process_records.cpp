@@ -9,18 +9,18 @@
 
 namespace {
 
-// The plain fields of SearchLimits; its locks and flags are not for copying, and every
-// search sets its flags anew.
+// The plain fields of SearchLimits, once for the copy and once for its type; its locks and
+// flags are not for copying, and every search sets its flags anew.
+#define PLAIN_LIMITS(X)                                                                                           \
+  X(time_left) X(time_increment) X(node_limit) X(soft_deadline) X(hard_deadline) X(next_check)                    \
+  X(check_interval) X(start_time) X(moves_to_go) X(depth_limit) X(game_moves) X(tb_largest) X(tb_probe_limit)     \
+  X(multipv_count) X(root_tb_score) X(completed_depth) X(thread_count) X(game_second_last_move)                   \
+  X(game_last_move) X(hash_mask) X(hash_table) X(thread_blocks) X(hash_generation)
+
 struct SavedLimits {
-  int64_t time_left, time_increment, node_limit, soft_deadline, hard_deadline, next_check, check_interval,
-      start_time;
-  int32_t moves_to_go, depth_limit, game_moves, tb_largest, tb_probe_limit, multipv_count, root_tb_score,
-      completed_depth, thread_count;
-  Move game_second_last_move, game_last_move;
-  uint64_t hash_mask;
-  HashEntry* hash_table;
-  ThreadData* thread_blocks;
-  uint32_t hash_generation;
+#define DECLARE_FIELD(name) decltype(SearchLimits::name) name;
+  PLAIN_LIMITS(DECLARE_FIELD)
+#undef DECLARE_FIELD
 };
 
 EngineOptions saved_options;
@@ -30,29 +30,9 @@ char saved_syzygy_path[COMMAND_BUFFER_SIZE];
 
 template <typename From, typename To>
 void copy_limits(const From& f, To& t) {
-  t.time_left = f.time_left;
-  t.time_increment = f.time_increment;
-  t.node_limit = f.node_limit;
-  t.soft_deadline = f.soft_deadline;
-  t.hard_deadline = f.hard_deadline;
-  t.next_check = f.next_check;
-  t.check_interval = f.check_interval;
-  t.start_time = f.start_time;
-  t.moves_to_go = f.moves_to_go;
-  t.depth_limit = f.depth_limit;
-  t.game_moves = f.game_moves;
-  t.tb_largest = f.tb_largest;
-  t.tb_probe_limit = f.tb_probe_limit;
-  t.multipv_count = f.multipv_count;
-  t.root_tb_score = f.root_tb_score;
-  t.completed_depth = f.completed_depth;
-  t.thread_count = f.thread_count;
-  t.game_second_last_move = f.game_second_last_move;
-  t.game_last_move = f.game_last_move;
-  t.hash_mask = f.hash_mask;
-  t.hash_table = f.hash_table;
-  t.thread_blocks = f.thread_blocks;
-  t.hash_generation = f.hash_generation;
+#define COPY_FIELD(name) t.name = f.name;
+  PLAIN_LIMITS(COPY_FIELD)
+#undef COPY_FIELD
 }
 
 }  // namespace
