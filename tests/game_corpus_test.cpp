@@ -1,19 +1,32 @@
-// The game corpus: every kind of move and score survives the trip through a file, and a file
-// cut short or damaged keeps its whole games.
+// The games of the data tools: the 960 Chess960 starts by number and the rules that end a game
+// on its board (repetition, fifty moves, mate, stalemate, dead material); the game corpus, where
+// every kind of move and score survives the trip through a file and a file cut short or damaged
+// keeps its whole games; and games in PGN: SAN both ways for every kind of move, and a tournament
+// manager's PGN read into corpus games (book moves, scores, mates, variations, Windows line ends).
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "board/fen_check.h"
 #include "board/movegen.h"
 #include "common/game_corpus.h"
+#include "datagen/san.h"
 #include "games/chess960_start.h"
+#include "games/game_board.h"
 #include "games/split_mix_rng.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/datagen_runs.h"
+#include "helpers/scratch_files.h"
+#include "search/score.h"
 
 namespace {
+
+const std::string DATAGEN = TESMAR_TOOLS_DIR "/datagen ";
 
 // A game of random legal moves from fen, with scores from every corner of the range.
 CorpusGame random_game(const std::string& fen, bool chess960, uint64_t seed, int plies) {
@@ -66,7 +79,73 @@ void expect_same_game(const CorpusGame& a, const CorpusGame& b) {
   }
 }
 
-}  // namespace
+void play_tokens(GameBoard& game, const char* tokens) {
+  std::istringstream in(tokens);
+  for (std::string t; in >> t;) play_board_move(game, move_named(board_position(game), t.c_str()));
+}
+
+TEST(Chess960Start, NumbersGiveTheStandardTable) {
+  EXPECT_EQ(chess960_start_fen(518), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w HAha - 0 1");
+  std::set<std::string> seen;
+  for (int n = 0; n < 960; ++n) {
+    const std::string fen = chess960_start_fen(n);
+    ASSERT_EQ(fen_check(fen.c_str()), nullptr) << fen;
+    const std::string back = fen.substr(fen.find_last_of('/') + 1, 8);
+    const size_t b1 = back.find('B'), b2 = back.rfind('B'), r1 = back.find('R'), r2 = back.rfind('R');
+    const size_t k = back.find('K');
+    EXPECT_EQ((b1 + b2) % 2, 1u) << fen;  // bishops on squares of both colours
+    EXPECT_TRUE(r1 < k && k < r2) << fen;
+    EXPECT_EQ(seen.count(back), 0u) << fen;
+    seen.insert(back);
+  }
+  std::ifstream table(TESMAR_SHARED_DIR "/openings/chess960_starts.epd");
+  if (!table) GTEST_SKIP() << "no Chess960 start table in the shared data";
+  std::string line;
+  for (int n = 0; n < 960 && std::getline(table, line); ++n)
+    EXPECT_EQ(chess960_start_fen(n).substr(0, 56), line.substr(0, 56)) << "number " << n;
+}
+
+TEST(GameBoard, RulesEndGames) {
+  GameBoard game;
+  start_board(game, START_FEN);
+  play_tokens(game, "g1f3 g8f6 f3g1 f6g8");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::NONE);  // the start position twice
+  play_tokens(game, "g1f3 g8f6 f3g1 f6g8");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::REPETITION);
+  EXPECT_EQ(game.ply, 8);
+
+  start_board(game, "4k3/8/8/8/8/8/8/R3K3 w - - 99 80");
+  EXPECT_EQ(game.ply, 158);
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::NONE);
+  play_tokens(game, "a1a2");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::FIFTY_MOVES);
+  // Mate on the hundredth half-move stands.
+  start_board(game, "6k1/5ppp/8/8/8/8/8/R5K1 w - - 99 80");
+  play_tokens(game, "a1a8");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::CHECKMATE);
+  start_board(game, "7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
+  EXPECT_EQ(game_end_by_rule(game), GameEnd::STALEMATE);
+
+  // A capture empties the history: the stack holds one position again.
+  start_board(game, "4k3/8/8/3p4/8/8/3R4/4K3 w - - 5 40");
+  play_tokens(game, "d2d3 e8e7 d3d5");
+  EXPECT_EQ(game.keys.size(), 1u);
+  EXPECT_EQ(game.thread->current_position, game.thread->position_stack);
+  EXPECT_EQ(game.ply, 81);
+
+  const struct {
+    const char* fen;
+    bool dead;
+  } material[] = {{"8/8/8/4k3/8/8/8/4K3 w - - 0 1", true},      {"8/8/8/4k3/8/8/8/1N2K3 b - - 0 1", true},
+                  {"5b2/8/8/4k3/8/8/8/2B1K3 w - - 0 1", true},  {"5b2/8/8/4k3/8/8/8/3BK3 b - - 0 1", false},
+                  {"8/8/8/4k3/8/8/8/1NN1K3 w - - 0 1", false},  {"8/8/8/4k3/8/8/4P3/4K3 w - - 0 1", false},
+                  {"8/8/8/4k3/8/8/1B6/2B1K3 b - - 0 1", true},   {"8/8/8/4k3/8/8/8/1N1BK3 w - - 0 1", false}};
+  for (const auto& m : material) {
+    start_board(game, m.fen);
+    EXPECT_EQ(insufficient_material(board_position(game)), m.dead) << m.fen;
+    EXPECT_EQ(game_end_by_rule(game) == GameEnd::MATERIAL, m.dead) << m.fen;
+  }
+}
 
 TEST(GameCorpus, EveryKindOfMoveAndScoreRoundTrips) {
   // Castling both ways with rights on both sides, promotions with and without a capture, en
@@ -184,3 +263,99 @@ TEST(GameCorpus, SkippingOpeningPliesKeepsTheLaterRecordsAsTheyWere) {
   game_records(game, board, CorpusFilter{.skip_plies = game.start_ply + int(game.moves.size())}, later);
   EXPECT_TRUE(later.empty());
 }
+
+TEST(SanText, EveryLegalMoveReadsBackAndHardCasesAreRight) {
+  const struct {
+    const char* fen;
+    bool chess960;
+  } starts[] = {{"r3k2r/pPppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBP1P/R3K2R w KQkq - 0 1", false},
+                {"1N1N4/8/8/4k3/1N6/2K5/1p3p2/8 b - - 0 1", false},
+                {"1N1N4/8/8/4k3/1N6/2K5/1p3p2/8 w - - 0 1", false},
+                {"4k3/8/8/2pPp3/8/8/8/R3K2R w KQ e6 0 1", false},
+                {"1r3kr1/8/8/8/8/8/8/1R3KR1 w GBgb - 0 1", true}};
+  int moves = 0;
+  for (const auto& [fen, chess960] : starts) {
+    const Chess960Option option(chess960);
+    const Position pos = position_of(fen);
+    ScoredMove list[MAX_MOVES];
+    const int n = int(generate_legal(pos, list) - list);
+    for (int i = 0; i < n; ++i, ++moves) {
+      const std::string san = move_san(pos, list[i].move);
+      EXPECT_EQ(move_of_san(pos, san), list[i].move) << fen << " " << san;
+    }
+  }
+  EXPECT_GT(moves, 100);
+
+  // Three knights reach c6: b8 shares its rank with d8 and its file with b4.
+  const Position knights = position_of("1N1N4/8/8/4k3/1N6/2K5/1p3p2/8 w - - 0 1");
+  EXPECT_EQ(move_san(knights, move_named(knights, "b8c6")), "Nb8c6+");
+  EXPECT_EQ(move_san(knights, move_named(knights, "d8c6")), "Ndc6+");
+  EXPECT_EQ(move_san(knights, move_named(knights, "b4c6")), "N4c6+");
+  EXPECT_EQ(move_of_san(knights, "Nc6"), 0u) << "three knights reach c6";
+  EXPECT_EQ(move_of_san(knights, "Nbc6"), 0u) << "two of them on the b-file";
+  EXPECT_EQ(move_of_san(knights, "Nb8-c6"), move_named(knights, "b8c6"));
+  const Position promotions = position_of("1N1N4/8/8/4k3/1N6/2K5/1p3p2/8 b - - 0 1");
+  EXPECT_EQ(move_san(promotions, move_named(promotions, "f2f1n")), "f1=N");
+  EXPECT_EQ(move_of_san(promotions, "f1N"), move_named(promotions, "f2f1n"));
+  const Position passant = position_of("4k3/8/8/2pPp3/8/8/8/R3K2R w KQ e6 0 1");
+  EXPECT_EQ(move_san(passant, move_named(passant, "d5e6")), "dxe6");
+  EXPECT_EQ(move_of_san(passant, "0-0-0"), move_named(passant, "e1c1"));
+  EXPECT_EQ(move_of_san(passant, "Ke2!?"), move_named(passant, "e1e2"));
+  EXPECT_EQ(move_of_san(passant, "Kd8"), 0u);
+  const Position mate = position_of("6k1/5ppp/8/8/8/8/8/R5K1 w - - 0 1");
+  EXPECT_EQ(move_san(mate, move_named(mate, "a1a8")), "Ra8#");
+  EXPECT_EQ(move_san(mate, move_named(mate, "a1a7")), "Ra7");
+  {
+    const Chess960Option option(true);
+    const Position castle = position_of("1r3k2/8/8/8/8/8/8/1R3K1R w Hb - 0 1");
+    EXPECT_EQ(move_san(castle, move_named(castle, "f1h1")), "O-O+");  // the rook lands on the f-file
+    EXPECT_EQ(move_of_san(castle, "f1h1"), move_named(castle, "f1h1"));
+    EXPECT_EQ(move_san(castle, move_named(castle, "f1g1")), "Kg1");
+  }
+}
+
+TEST(PgnImport, TournamentManagerGamesBecomeCorpusGames) {
+  TempDir dir;
+  // As fastchess writes them, with what other programs add: a variation, a NAG, a comment before
+  // the first move, a move without a comment, move numbers glued to moves, Windows line ends.
+  const std::string pgn =
+      "[Event \"SPRT\"]\r\n[White \"a\"]\r\n[Black \"b\"]\r\n[Result \"0-1\"]\r\n\r\n"
+      "{opening} 1. e4 {book} e5 {book} 2. Nf3 {+0.31/14 0.512s, n=8000} Nc6 {-0.25/13 0.4s} "
+      "3. Bb5 $1 (3. Bc4 Bc5) a6 4.Ba4 {+0.30/1 0.01s} Nf6 {+M9/20 1s} 5. O-O {-12.50/9 0.2s} "
+      "Nxe4 {+1.00/9 0.3s, Black wins by adjudication} 0-1\r\n\r\n"
+      "[Event \"SPRT\"]\n[Result \"*\"]\n\n1. d4 {+0.10/5 0.1s} *\n\n"
+      "[Event \"SPRT\"]\n[Result \"1/2-1/2\"]\n[FEN \"4k3/8/8/8/8/8/4P3/4K3 w - - 0 1\"]\n[SetUp \"1\"]\n\n"
+      "1. e4 {+0.50/30 0.1s} Kd7 {-0.40/30 0.1s} 2. Kd2 {+0.45/30 0.1s} 1/2-1/2\n\n"
+      // As an OpenBench server keeps uploaded games: no move numbers, "unknown" for a lost score.
+      "[Event \"datagen\"]\n[Result \"1-0\"]\n[ScaleFactor \"1.25\"]\n\n"
+      "d4 {book} d5 {book} c4 {+0.21/9} e6 {unknown} Nc3 {+0.30/9} 1-0\n";
+  std::ofstream(dir.file("games.pgn"), std::ios::binary) << pgn;
+  const CommandRun run = run_command(DATAGEN + "import-pgn --out " + dir.file("games.tgc") + " " + dir.file("games.pgn") + " 2>&1");
+  ASSERT_EQ(run.status, 0) << run.output;
+  EXPECT_NE(run.output.find("3 games (1 skipped)"), std::string::npos) << run.output;
+
+  CorpusFileInfo info;
+  const std::vector<CorpusGame> games = corpus_games(file_text(dir.file("games.tgc")), info);
+  ASSERT_EQ(games.size(), 3u);
+  const CorpusGame& first = games[0];
+  EXPECT_EQ(first.result, -1);
+  EXPECT_EQ(first.start_ply, 2) << "the book moves lead to the start";
+  EXPECT_EQ(first.start_fen.substr(0, 47), "rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR");
+  const std::vector<int> expected{31, -25, INT16_MAX, INT16_MAX, 30, SCORE_MATE - 9, -1250, 100};
+  ASSERT_EQ(first.scores.size(), expected.size());
+  for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(first.scores[i], expected[i]) << "ply " << i;
+  EXPECT_TRUE(first.moves[6] & MOVE_CASTLING);
+  EXPECT_EQ(games[1].result, 0);
+  EXPECT_EQ(games[1].moves.size(), 3u);
+  EXPECT_EQ(games[2].start_ply, 2);
+  EXPECT_EQ(games[2].scores, (std::vector<int16_t>{21, INT16_MAX, 30}));
+
+  // Training records keep the quiet positions with a score, not the mate, not the capture.
+  const CommandRun records = run_command(DATAGEN + "import-pgn --out " + dir.file("games.bin") + " " + dir.file("games.pgn"));
+  ASSERT_EQ(records.status, 0) << records.output;
+  EXPECT_EQ(training_records_of(dir.file("games.bin")).size(), 4u + 3u + 2u);
+  EXPECT_NE(run_command(DATAGEN + "import-pgn --out " + dir.file("games.bin") + " " + dir.file("games.pgn") + " 2>&1").status, 0)
+      << "an existing file is not overwritten";
+}
+
+}  // namespace
