@@ -27,6 +27,13 @@ CommandRun trainer(const std::string& arguments) {
   return run_command(std::string(TESMAR_TOOLS_DIR) + "/trainer " + arguments + " 2>&1");
 }
 
+// A run that must succeed; what it printed.
+std::string trained(const std::string& arguments) {
+  const CommandRun run = trainer(arguments);
+  EXPECT_EQ(run.status, 0) << arguments << "\n" << run.output;
+  return run.output;
+}
+
 struct LossRow {
   int epoch;
   double train, validation;
@@ -45,15 +52,13 @@ std::vector<LossRow> loss_rows(const fs::path& csv) {
 }
 
 TEST(TrainerRun, LearnsExportsChecksAndResumes) {
-  if (!fs::exists(fs::path(TESMAR_TOOLS_DIR) / "trainer")) GTEST_SKIP() << "the trainer program is not built";
   TempDir dir;
   const fs::path data = dir.path / "random_play.bin", out = dir.path / "run", straight = dir.path / "straight";
   ASSERT_TRUE(write_training_file(data.string(), random_play_records(4000, 21)));
   const std::string common =
       " --data " + data.string() + " --batch 256 --validation-share 0.1 --lr 0.002 --lr-drop 2";
 
-  const CommandRun first = trainer("train --epochs 2 --threads 2 --out " + out.string() + common);
-  ASSERT_EQ(first.status, 0) << first.output;
+  trained("train --epochs 2 --threads 2 --out " + out.string() + common);
   const std::vector<LossRow> rows = loss_rows(out / "losses.csv");
   ASSERT_EQ(rows.size(), 2u) << file_text(out / "losses.csv");
   EXPECT_LT(rows[1].validation, 0.8 * rows[0].validation);
@@ -64,18 +69,17 @@ TEST(TrainerRun, LearnsExportsChecksAndResumes) {
   ASSERT_EQ(blob_text.size(), NETWORK_BLOB_SIZE);
   EXPECT_EQ(network_header_fault(reinterpret_cast<const uint8_t*>(blob_text.data())), -1);
 
-  const CommandRun check = trainer("check --checkpoint " + (out / "checkpoint.bin").string() + " --net " +
-                                (out / "network.net").string() + " --data " + data.string());
-  ASSERT_EQ(check.status, 0) << check.output;
+  const std::string check = trained("check --checkpoint " + (out / "checkpoint.bin").string() + " --net " +
+                                    (out / "network.net").string() + " --data " + data.string());
   size_t positions = 0;
   double mean = 1e9, largest = 1e9;
-  const size_t at = check.output.find("fixed-point model:");
-  ASSERT_NE(at, std::string::npos) << check.output;
-  ASSERT_EQ(std::sscanf(check.output.c_str() + at,
+  const size_t at = check.find("fixed-point model:");
+  ASSERT_NE(at, std::string::npos) << check;
+  ASSERT_EQ(std::sscanf(check.c_str() + at,
                         "fixed-point model: positions %zu mean difference %lf largest difference %lf", &positions,
                         &mean, &largest),
             3)
-      << check.output;
+      << check;
   // A tenth of 4000 records held out, drawn one by one.
   EXPECT_GT(positions, 330u);
   EXPECT_LT(positions, 470u);
@@ -86,11 +90,9 @@ TEST(TrainerRun, LearnsExportsChecksAndResumes) {
   // stopped ends: same losses, same network. That one runs on three threads: each thread steps
   // only the rows it owns and every sum runs in batch order, so the count changes nothing, and
   // a row stepped twice or left out would show here at once.
-  const CommandRun resumed = trainer("train --epochs 3 --threads 2 --resume " + (out / "checkpoint.bin").string() +
-                                     " --out " + out.string() + common);
-  ASSERT_EQ(resumed.status, 0) << resumed.output;
-  const CommandRun whole = trainer("train --epochs 3 --threads 3 --out " + straight.string() + common);
-  ASSERT_EQ(whole.status, 0) << whole.output;
+  trained("train --epochs 3 --threads 2 --resume " + (out / "checkpoint.bin").string() + " --out " + out.string() +
+          common);
+  trained("train --epochs 3 --threads 3 --out " + straight.string() + common);
   const std::vector<LossRow> more = loss_rows(out / "losses.csv"), once = loss_rows(straight / "losses.csv");
   ASSERT_EQ(more.size(), 3u);
   ASSERT_EQ(once.size(), 3u);
@@ -100,9 +102,7 @@ TEST(TrainerRun, LearnsExportsChecksAndResumes) {
   }
   EXPECT_TRUE(file_text(out / "network.net") == file_text(straight / "network.net"));
 
-  const CommandRun exported =
-      trainer("export --checkpoint " + (out / "checkpoint.bin").string() + " --out " + (dir.path / "again.net").string());
-  ASSERT_EQ(exported.status, 0) << exported.output;
+  trained("export --checkpoint " + (out / "checkpoint.bin").string() + " --out " + (dir.path / "again.net").string());
   EXPECT_TRUE(file_text(dir.path / "again.net") == file_text(out / "network.net"));
 }
 
@@ -110,37 +110,29 @@ TEST(TrainerRun, LearnsExportsChecksAndResumes) {
 // import puts every weight where the export takes it from. With a rate, the steps go on from it:
 // the first epoch's validation loss is that of a network that has learnt already.
 TEST(TrainerRun, StartsFromTheEnginesNetwork) {
-  if (!fs::exists(fs::path(TESMAR_TOOLS_DIR) / "trainer")) GTEST_SKIP() << "the trainer program is not built";
   TempDir dir;
   const fs::path data = dir.path / "random_play.bin", shipped = dir.path / "shipped.net";
   ASSERT_TRUE(write_training_file(data.string(), random_play_records(1200, 5)));
   std::ofstream(shipped, std::ios::binary)
       .write(reinterpret_cast<const char*>(tesmar_embedded_network), NETWORK_BLOB_SIZE);
   const std::string common = " --epochs 1 --batch 200 --threads 2 --chunk 500 --data " + data.string();
-  const CommandRun still = trainer("train --lr 0 --init " + shipped.string() + " --out " + (dir.path / "still").string() + common);
-  ASSERT_EQ(still.status, 0) << still.output;
-  EXPECT_NE(still.output.find("starting from the network"), std::string::npos) << still.output;
+  const std::string still = trained("train --lr 0 --init " + shipped.string() + " --out " + (dir.path / "still").string() + common);
+  EXPECT_NE(still.find("starting from the network"), std::string::npos) << still;
   EXPECT_TRUE(file_text(dir.path / "still" / "network.net") == file_text(shipped));
 
   // Without the factoriser its rows are folded into the king rows at the start (the network is
   // unchanged) and stay zero through the steps, which move the king rows alone.
-  const CommandRun folded =
-      trainer("train --lr 0 --no-factoriser --init " + shipped.string() + " --out " + (dir.path / "folded").string() + common);
-  ASSERT_EQ(folded.status, 0) << folded.output;
+  trained("train --lr 0 --no-factoriser --init " + shipped.string() + " --out " + (dir.path / "folded").string() + common);
   EXPECT_TRUE(file_text(dir.path / "folded" / "network.net") == file_text(shipped));
-  const CommandRun alone =
-      trainer("train --no-factoriser --init " + shipped.string() + " --out " + (dir.path / "alone").string() + common);
-  ASSERT_EQ(alone.status, 0) << alone.output;
+  trained("train --no-factoriser --init " + shipped.string() + " --out " + (dir.path / "alone").string() + common);
   auto checkpoint = std::make_unique<Checkpoint>();
   ASSERT_TRUE(load_checkpoint((dir.path / "alone" / "checkpoint.bin").string(), *checkpoint));
   const auto factors = checkpoint->model.rows.begin() + size_t(FACTOR_ROW_BASE) * L1_SIZE;
   EXPECT_TRUE(std::all_of(factors, checkpoint->model.rows.end(), [](float w) { return w == 0; }));
   EXPECT_FALSE(file_text(dir.path / "alone" / "network.net") == file_text(shipped));
 
-  const CommandRun fresh = trainer("train --out " + (dir.path / "fresh").string() + common);
-  const CommandRun tuned = trainer("train --init " + shipped.string() + " --out " + (dir.path / "tuned").string() + common);
-  ASSERT_EQ(fresh.status, 0) << fresh.output;
-  ASSERT_EQ(tuned.status, 0) << tuned.output;
+  trained("train --out " + (dir.path / "fresh").string() + common);
+  trained("train --init " + shipped.string() + " --out " + (dir.path / "tuned").string() + common);
   const std::vector<LossRow> from_random = loss_rows(dir.path / "fresh" / "losses.csv");
   const std::vector<LossRow> from_shipped = loss_rows(dir.path / "tuned" / "losses.csv");
   ASSERT_EQ(from_random.size(), 1u);
@@ -155,7 +147,6 @@ TEST(TrainerRun, StartsFromTheEnginesNetwork) {
 
 // A file that is no training file, beside a good one, stops the run before any step.
 TEST(TrainerRun, RefusesWhatItCannotUse) {
-  if (!fs::exists(fs::path(TESMAR_TOOLS_DIR) / "trainer")) GTEST_SKIP() << "the trainer program is not built";
   TempDir dir;
   const fs::path junk = dir.path / "junk.bin", good = dir.path / "good.bin";
   std::ofstream(junk) << "not a training file at all";
