@@ -1,7 +1,8 @@
 // The generator on its own: values of known positions, the index of the file format,
-// compression and reproducible files. (A material against itself gives both sides the
-// same values when the published files agree with the generator, which the tablebase
-// suite holds.)
+// compression and reproducible files; and the tables the engine carries, made by it, whose
+// probes agree with its results and, one ply deep, with the rules of chess. (A material
+// against itself gives both sides the same values when the published files agree with the
+// generator, which the tablebase suite holds.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 
 #include "helpers/scratch_files.h"
 #include "tablebase/helpers/generated_tables.h"
+#include "tablebase/helpers/tb_fixtures.h"
 #include "tablebase/table_format.h"
 #include "tbgen/compress.h"
 #include "tbgen/table_index.h"
@@ -169,5 +171,12 @@ TEST(TableWriter, HeaderFlagsAreThoseOfThePublishedFiles) {
   }
   EXPECT_EQ(compared, 70);
 }
+
+
+using OurTables = EmbeddedTablesTest;
+
+TEST_F(OurTables, ProbesGiveTheGeneratorsValues) { expect_quick_signatures_agree(true, 7); }
+
+TEST_F(OurTables, SampleOfEverySignatureAgreesWithItsMovesOnePlyDeep) { expect_embedded_signatures_agree(300, 11); }
 
 }  // namespace
