@@ -172,22 +172,6 @@ TEST(Book, DamagedAndOversizedFilesNeverBreakTheLookup) {
   EXPECT_EQ(looked_up(book, START_FEN, ""), "g1f3");
 }
 
-// The whole bestmove line of a go, and whether any info line came before it.
-struct BookAnswer {
-  std::string line;
-  bool searched;
-};
-
-BookAnswer answer(EngineProcess& engine, const std::string& commands) {
-  engine.send(commands);
-  BookAnswer a{"", false};
-  for (const std::string& line : engine.read_until("bestmove", 10000)) {
-    if (line.rfind("bestmove", 0) == 0) a.line = line;
-    a.searched |= line.rfind("info ", 0) == 0;
-  }
-  return a;
-}
-
 // The tool names a file that can be no book, where the engine finds nothing in it in
 // silence; a usable book, in it or not, answers with status 0.
 TEST(Book, BookprobeSaysWhyAFileIsNoBook) {
@@ -233,28 +217,28 @@ TEST(Book, GoAnswersFromTheBookAndSearchesOtherwise) {
                                                            {key_after("d2d4"), book_move("d7d5"), 0}});
   EngineProcess engine;
   engine.send("setoption name Hash value 16\nsetoption name BookFile value " + book + "\n");
-  EXPECT_TRUE(answer(engine, "position startpos\ngo depth 2\n").searched);  // OwnBook is off by default
+  EXPECT_FALSE(engine.go("position startpos\ngo depth 2\n").info.empty());  // OwnBook is off by default
   engine.send("setoption name OwnBook value true\n");
-  const BookAnswer hit = answer(engine, "position startpos\ngo wtime 60000 btime 60000\n");
+  const SearchOutput hit = engine.go("position startpos\ngo wtime 60000 btime 60000\n");
   EXPECT_EQ(hit.line, "bestmove e2e4");  // no ponder move either
-  EXPECT_FALSE(hit.searched);
-  EXPECT_EQ(answer(engine, "position startpos moves e2e4\ngo depth 2\n").line, "bestmove c7c5");
+  EXPECT_TRUE(hit.info.empty());
+  EXPECT_EQ(engine.go("position startpos moves e2e4\ngo depth 2\n").line, "bestmove c7c5");
   for (const char* go : {"position startpos moves d2d4\ngo depth 2\n",        // weights all 0
                          "position startpos moves g1f3\ngo depth 2\n"}) {  // not in the book
-    const BookAnswer a = answer(engine, go);
-    EXPECT_TRUE(a.searched) << go;
-    EXPECT_NE(a.line, "bestmove 0000") << go;
+    const SearchOutput a = engine.go(go);
+    EXPECT_FALSE(a.info.empty()) << go;
+    EXPECT_NE(a.bestmove, "0000") << go;
   }
   // Analysis never opens the book.
   engine.send("position startpos\ngo infinite\n");
   EXPECT_TRUE(engine.read_line(3000).value_or("").rfind("info ", 0) == 0);
-  EXPECT_TRUE(answer(engine, "stop\n").line.rfind("bestmove ", 0) == 0);
+  EXPECT_FALSE(engine.go("stop\n").bestmove.empty());
   // Pondering on a book position: silence until ponderhit, then the book move alone.
   engine.send("position startpos\ngo ponder wtime 60000 btime 60000\n");
   EXPECT_FALSE(engine.read_line(300).has_value());
-  EXPECT_EQ(answer(engine, "ponderhit\n").line, "bestmove e2e4");
+  EXPECT_EQ(engine.go("ponderhit\n").line, "bestmove e2e4");
   engine.send("setoption name BookFile value " + dir.file("missing.bin") + "\n");
-  EXPECT_TRUE(answer(engine, "position startpos\ngo depth 2\n").searched);
+  EXPECT_FALSE(engine.go("position startpos\ngo depth 2\n").info.empty());
 }
 
 TEST(Book, PublicDomainBookCarriesTheEngineThroughTheOpening) {
@@ -270,17 +254,17 @@ TEST(Book, PublicDomainBookCarriesTheEngineThroughTheOpening) {
               book + "\n");
   std::string moves;
   int book_moves = 0;
-  BookAnswer a;
-  while ((a = answer(engine, "position startpos moves" + moves + "\ngo depth 1\n")), !a.searched) {
+  SearchOutput a;
+  while ((a = engine.go("position startpos moves" + moves + "\ngo depth 1\n")), a.info.empty()) {
     ASSERT_EQ(a.line.size(), 13u) << a.line;  // "bestmove e2e4", never with a ponder move
     if (book_moves == 0) {
-      EXPECT_EQ(a.line.substr(9), probe.substr(plays + 13, 4));
+      EXPECT_EQ(a.bestmove, probe.substr(plays + 13, 4));
     }
-    moves.append(1, ' ').append(a.line, 9);
+    moves += " " + a.bestmove;
     ASSERT_LT(++book_moves, 100) << moves;
   }
   EXPECT_GE(book_moves, 4) << moves;
-  EXPECT_TRUE(a.line.rfind("bestmove ", 0) == 0);
+  EXPECT_FALSE(a.bestmove.empty());
 }
 
 TEST(Book, BooksMadeByPolyglotAgree) {

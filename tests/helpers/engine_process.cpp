@@ -2,6 +2,15 @@
 
 #include <sys/wait.h>
 
+std::string info_field(const std::string& info, const std::string& name) {
+  const size_t at = info.find(" " + name + " ");
+  if (at == std::string::npos) return "";
+  const size_t begin = at + name.size() + 2;
+  return info.substr(begin, info.find(' ', begin) - begin);
+}
+
+long long info_number(const std::string& info, const std::string& name) { return std::stoll(info_field(info, name)); }
+
 EngineProcess::EngineProcess(const std::vector<std::string>& arguments, uint64_t address_space_limit,
                              const char* binary) {
   start_engine(pipe, binary, arguments, address_space_limit);
@@ -27,7 +36,7 @@ SearchOutput EngineProcess::go(const std::string& commands, int timeout_ms) {
   SearchOutput out;
   for (const std::string& line : read_until("bestmove", timeout_ms)) {
     if (line.rfind("bestmove ", 0) == 0)
-      out.bestmove = line.substr(9, line.find(' ', 9) - 9);
+      out.bestmove = line.substr(9, line.find(' ', 9) - 9), out.line = line;
     else
       out.info.push_back(line);
   }

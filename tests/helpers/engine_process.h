@@ -10,11 +10,16 @@
 
 using Lines = std::vector<std::string>;
 
-// What one go printed: the lines before bestmove, and the move alone (empty when none came).
+// What one go printed: the lines before bestmove, the move alone (empty when none came) and
+// its whole line.
 struct SearchOutput {
   Lines info;
-  std::string bestmove;
+  std::string bestmove, line;
 };
+
+// The word after " name " in an info line, empty when there is none; the same as a number.
+std::string info_field(const std::string& info, const std::string& name);
+long long info_number(const std::string& info, const std::string& name);
 
 struct EngineProcess {
   EnginePipe pipe;

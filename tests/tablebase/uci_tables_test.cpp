@@ -16,11 +16,6 @@ struct TableEngine : EngineProcess {
   TableEngine() : EngineProcess({}, 0, TESMAR_TB_ENGINE) {}
 };
 
-long long field(const std::string& line, const std::string& name) {
-  const size_t at = line.find(" " + name + " ");
-  return at == std::string::npos ? -1 : std::stoll(line.substr(at + name.size() + 2));
-}
-
 std::string score_of(const std::string& line) {
   const size_t at = line.find(" score ");
   if (at == std::string::npos) return "";
@@ -38,7 +33,7 @@ TEST_F(UciTables, RootInTheTablesShowsTbhitsAndTheTableScoreAndKeepsTheWin) {
   EXPECT_NE(out.bestmove, "d1d7");
   EXPECT_NE(out.bestmove, "d1d8");
   for (const std::string& line : out.info) {
-    EXPECT_EQ(field(line, "tbhits"), 21) << line;  // the root moves the filter probed, and no more
+    EXPECT_EQ(info_number(line, "tbhits"), 21) << line;  // the root moves the filter probed, and no more
     const std::string score = score_of(line);
     EXPECT_EQ(score.rfind("mate ", 0), 0u) << line;
   }
@@ -56,7 +51,7 @@ TEST_F(UciTables, SearchProbesBehindCapturesOfFiveMen) {
       "setoption name Threads value 4\nucinewgame\nposition fen 8/8/3k4/8/2r5/3K4/8/1R2R3 b - - 0 1\ngo depth 9\n",
       30000);
   ASSERT_FALSE(out.info.empty());
-  EXPECT_GT(field(out.info.back(), "tbhits"), 0);
+  EXPECT_GT(info_number(out.info.back(), "tbhits"), 0);
 }
 
 // A broken six-man file in a folder among empty pieces and a missing one: it is counted,
