@@ -213,6 +213,8 @@ TEST(BoardSweep, RandomGames) {
   for (int k = 0; k < 4; ++k) EXPECT_GT(reached[k], LEAST_REACHED[k]) << "kind of move " << std::hex << RARE_KINDS[k];
 }
 
+// The tables are filled from the ray walk, so this holds the magic indexing; the walk itself
+// is held by the sweep above, whose reference generator shares nothing with it.
 TEST(AttackTables, MagicLookupsEqualRayWalk) {
   uint64_t state = 12345;
   for (int i = 0; i < 20000; ++i) {
@@ -222,14 +224,6 @@ TEST(AttackTables, MagicLookupsEqualRayWalk) {
     ASSERT_EQ(bishop_attacks(s, occ), slider_attacks_slow(s, occ, false)) << s;
     ASSERT_EQ(rook_attacks(s, occ), slider_attacks_slow(s, occ, true)) << s;
   }
-  // The walk itself: a rook on a1 sees the nearest blockers, and squares outside its mask don't matter.
-  auto squares = [](std::initializer_list<const char*> names) {
-    Bitboard b = 0;
-    for (const char* name : names) b |= bit(square_named(name));
-    return b;
-  };
-  EXPECT_EQ(rook_attacks(0, squares({"a4", "d1"})), squares({"a2", "a3", "a4", "b1", "c1", "d1"}));
-  EXPECT_EQ(rook_attacks(0, 0), rook_attacks(0, squares({"h1", "a8"})));
 }
 
 }  // namespace

@@ -119,7 +119,6 @@ TEST(Repetition, NoSlotBelowTheStackBaseIsRead) {
   EXPECT_TRUE(play(*shuffle, "f6g8"));
 }
 
-
 TEST(MoveText, CastlingTokensOfEitherNotation) {
   const char* const castles = "r3k2r/8/8/8/8/8/8/R3K2R w KQkq - 0 1";
   const char* const black_castles = "r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 0 1";
@@ -152,21 +151,19 @@ TEST(MoveText, CastlingTokensOfEitherNotation) {
   }
 }
 
-int stack_slot(const ThreadData& thread) { return int(thread.current_position - thread.position_stack); }
-
 TEST(MoveList, IrreversibleMovesEmptyTheHistory) {
   auto thread = thread_at(START_FEN, "e2e4 e7e5 g1f3");
-  EXPECT_EQ(stack_slot(*thread), 1);
+  EXPECT_EQ(slot_of(*thread), 1);
   const Position after_e5 = position_of("rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq e6 0 2");
   EXPECT_EQ(record_difference(thread->position_stack[0], after_e5), "");
   EXPECT_EQ(search_limits.game_last_move, move_named(after_e5, "g1f3"));
   EXPECT_EQ(move_from(search_limits.game_second_last_move), square_named("e7") ^ 56);
 
-  EXPECT_EQ(stack_slot(*thread_at(START_FEN, "g1f3 g8f6 e2e4")), 0);  // ending in a pawn move
+  EXPECT_EQ(slot_of(*thread_at(START_FEN, "g1f3 g8f6 e2e4")), 0);  // ending in a pawn move
 
   // A repetition across the list is seen, back to the last irreversible position.
   auto repeated = thread_at(START_FEN, "e2e4 g8f6 g1f3 f6g8 f3g1");
-  EXPECT_EQ(stack_slot(*repeated), 4);
+  EXPECT_EQ(slot_of(*repeated), 4);
   EXPECT_TRUE(repeated->current_position->flags & FLAG_REPETITION);
 
   // The count of full moves, and no last moves after a position without a list.

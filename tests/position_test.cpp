@@ -1,5 +1,5 @@
-// Reading FEN into the mover's frame, the key, and writing FEN back out (the board sweep reads
-// back every position it reaches); the checks of outside FEN text: what is refused, what is cut
+// Reading FEN into the mover's frame and the key (FEN written out is held by the board sweep,
+// which reads back every position it reaches, and by make_move's cases); the checks of outside FEN text: what is refused, what is cut
 // down, and that sound FENs pass untouched.
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-TEST(ReadFen, StartPositionAndBlacksFrame) {
+TEST(ReadFen, FramesCastlingEnPassantAndClock) {
   const Position p = position_of(START_FEN);
   EXPECT_EQ(p.key, 0x4E17CA51AE670349ull);
   EXPECT_EQ(p.flags, 0x80);
@@ -22,9 +22,6 @@ TEST(ReadFen, StartPositionAndBlacksFrame) {
   EXPECT_EQ(b.bb[ROOK] & b.bb[OWN], bit(square_named("a1")));
   EXPECT_EQ(b.bb[ROOK] & ~b.bb[OWN], bit(square_named("h8")));
   EXPECT_EQ(b.bb[PAWN], bit(square_named("d7")));
-}
-
-TEST(ReadFen, CastlingEnPassantAndClock) {
   const struct {
     const char* fen;
     uint16_t castling;
@@ -46,22 +43,13 @@ TEST(ReadFen, CastlingEnPassantAndClock) {
       {"4k3/8/8/8/8/8/8/4K3 w - - 300 1", 0x8888, 8, 300 & 255},
   };
   for (const auto& c : cases) {
-    const Position p = position_of(c.fen);
-    EXPECT_EQ(p.castling, c.castling) << c.fen;
-    EXPECT_EQ(ep_file(p), c.ep_file) << c.fen;
-    EXPECT_EQ(p.rule50, c.rule50) << c.fen;
-    EXPECT_EQ(p.key, key_from_scratch(p)) << c.fen;
+    const Position pos = position_of(c.fen);
+    EXPECT_EQ(pos.castling, c.castling) << c.fen;
+    EXPECT_EQ(ep_file(pos), c.ep_file) << c.fen;
+    EXPECT_EQ(pos.rule50, c.rule50) << c.fen;
+    // From the fields as read: rook-file letters or KQkq, an en-passant square nobody can use or none.
+    EXPECT_EQ(pos.key, key_from_scratch(pos)) << c.fen;
   }
-  // Fields that say the same give the same key: rook-file letters, an en-passant square nobody can use.
-  EXPECT_EQ(position_of(cases[1].fen).key, position_of(START_FEN).key);
-  EXPECT_EQ(position_of(cases[6].fen).key,
-            position_of("rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1").key);
-}
-
-TEST(WriteFen, OwnPositions) {
-  EXPECT_EQ(fen_of(position_of(START_FEN), false), START_FEN);
-  EXPECT_EQ(fen_of(position_of(START_FEN), true), "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w HAha - 0 1");
-  EXPECT_EQ(fen_of(position_of("4k3/8/8/8/3pP3/8/8/4K3 b - e3 5 30"), false), "4k3/8/8/8/3pP3/8/8/4K3 b - e3 5 1");
 }
 
 TEST(FenCheck, SoundFensPassAndBoardsTheGeneratorsCannotTakeAreRefused) {
