@@ -27,38 +27,28 @@
 #include "helpers/board_fixtures.h"
 #include "helpers/datagen_runs.h"
 #include "helpers/scratch_files.h"
+#include "helpers/training_fixtures.h"
 #include "search/score.h"
 
 namespace {
 
-const std::string DATAGEN = TESMAR_TOOLS_DIR "/datagen ";
-
-TEST(Teacher, CapturesThatPayAreCountedAndOthersStandPat) {
-  // A hanging queen: the label is the position after the rook takes it.
-  auto hanging = thread_at("4k3/8/8/3q4/8/8/3R4/4K3 w - - 0 1");
-  auto taken = thread_at("4k3/8/8/3q4/8/8/3R4/4K3 w - - 0 1", "d2d5");
-  EXPECT_LT(teacher_eval(*hanging->current_position), -300);
-  EXPECT_EQ(teacher_score(*hanging), -teacher_eval(*taken->current_position));
-  EXPECT_GT(teacher_score(*hanging), 300);
+TEST(Teacher, GainfulCapturesChecksAndMateAreSearchedAndTheSignFollowsTheSideToMove) {
+  // A hanging queen, and a check by an unguarded queen (no standing pat in check): the label is
+  // the position after the capture.
+  const char* hanging = "4k3/8/8/3q4/8/8/3R4/4K3 w - - 0 1";
+  EXPECT_LT(teacher_eval(position_of(hanging)), -300);
+  EXPECT_GT(teacher_score(*thread_at(hanging)), 300);
+  for (const auto& [fen, capture] : {std::pair{hanging, "d2d5"}, {"4k3/8/8/8/8/8/4q3/4K3 w - - 0 1", "e1e2"}})
+    EXPECT_EQ(teacher_score(*thread_at(fen)), -teacher_eval(*thread_at(fen, capture)->current_position)) << fen;
   // A knight that a pawn guards is left alone: the rook would be lost for it.
-  auto guarded = thread_at("4k3/8/4p3/3n4/8/8/3R4/4K3 w - - 0 1");
-  EXPECT_EQ(teacher_score(*guarded), teacher_eval(*guarded->current_position));
+  const char* guarded = "4k3/8/4p3/3n4/8/8/3R4/4K3 w - - 0 1";
+  EXPECT_EQ(teacher_score(*thread_at(guarded)), teacher_eval(position_of(guarded)));
   // Queen promotion counts as a gain; the thread is left at the labelled position.
   auto promotion = thread_at("7k/P7/8/8/8/8/8/K7 w - - 0 1");
   EXPECT_GT(teacher_score(*promotion), 800);
   EXPECT_EQ(promotion->current_position, promotion->position_stack);
-}
+  EXPECT_EQ(teacher_score(*thread_at("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1")), mated_score(0));
 
-TEST(Teacher, ChecksAreAnsweredAndMateIsScored) {
-  auto mated = thread_at("R5k1/5ppp/8/8/8/8/8/6K1 b - - 0 1");
-  EXPECT_EQ(teacher_score(*mated), mated_score(0));
-  // In check by an unguarded queen: the king takes it (no standing pat in check).
-  auto check = thread_at("4k3/8/8/8/8/8/4q3/4K3 w - - 0 1");
-  auto after = thread_at("4k3/8/8/8/8/8/4q3/4K3 w - - 0 1", "e1e2");
-  EXPECT_EQ(teacher_score(*check), -teacher_eval(*after->current_position));
-}
-
-TEST(Teacher, SymmetricStartIsZeroAndTheSideToMoveSetsTheSign) {
   EXPECT_EQ(teacher_eval(position_of(START_FEN)), 0);
   EXPECT_GT(teacher_eval(position_of("4k3/8/8/8/8/8/8/R3K3 w - - 0 1")), 400);
   EXPECT_LT(teacher_eval(position_of("4k3/8/8/8/8/8/8/R3K3 b - - 0 1")), -400);
@@ -67,11 +57,10 @@ TEST(Teacher, SymmetricStartIsZeroAndTheSideToMoveSetsTheSign) {
   SplitMixRng rng{5};
   for (int ply = 0; ply < 60; ++ply) {
     const Position pos = board_position(game);
-    const std::string fen = fen_of(pos);
     // The same board from the other side's chair: every term changes sign.
     Position turned = pos;
     flip_position(turned);
-    EXPECT_EQ(teacher_eval(turned), -teacher_eval(pos)) << fen;
+    EXPECT_EQ(teacher_eval(turned), -teacher_eval(pos)) << fen_of(pos);
     ScoredMove list[MAX_MOVES];
     const int count = int(generate_legal(pos, list) - list);
     if (count == 0) break;
@@ -210,10 +199,6 @@ TEST(DatagenTool, MergeJoinsWholeRecords) {
   EXPECT_EQ(text.substr(TRAINING_HEADER_BYTES + 120 * 32), file_text(dir.file("b.bin")).substr(TRAINING_HEADER_BYTES, 80 * 32));
   EXPECT_NE(std::system((DATAGEN + "merge " + merged + " " + dir.file("a.bin") + " 2>/dev/null").c_str()), 0);
   EXPECT_EQ(file_text(merged).size(), text.size());
-}
-
-bool same_records(const std::vector<TrainingRecord>& a, const std::vector<TrainingRecord>& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(TrainingRecord)) == 0;
 }
 
 // Random plies leave material behind: the search's sign should follow it, and Chess960 starts

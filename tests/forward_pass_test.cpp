@@ -83,26 +83,24 @@ TEST_P(ForwardPass, ShiftsClipsAndTheFinalDivision) {
   }
 }
 
+// The network's score of the position, its accumulators built afresh.
+int32_t evaluate_fen(const char* fen) {
+  auto thread = thread_at(fen);
+  thread->ply_records[0].acc_valid = 0;
+  return evaluate(*thread, 0);
+}
+
 TEST(Evaluate, ZeroNetworkScoresZeroButForShutInChess960Bishops) {
   NetworkGuard guard(zero_blob());
-  auto thread = thread_at("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-  thread->ply_records[0].acc_valid = 0;
-  EXPECT_EQ(evaluate(*thread, 0), 0);
-
+  EXPECT_EQ(evaluate_fen("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"), 0);
   const char* shut_in = "4k3/8/8/8/8/8/1P6/B3K3 w - - 0 1";
-  const char* blocked = "4k3/8/8/8/8/1n6/1P6/B3K3 w - - 0 1";
-  const char* theirs = "b3k3/1p6/8/8/8/8/8/4K3 w - - 0 1";
+  const std::pair<std::string, int32_t> cases[] = {{shut_in, -60},
+                                                   {"4k3/8/8/8/8/1n6/1P6/B3K3 w - - 0 1", -80},  // blocked
+                                                   {"b3k3/1p6/8/8/8/8/8/4K3 w - - 0 1", 60},     // theirs
+                                                   {mirrored_fen(shut_in), -60}};  // the same for Black to move
   for (bool chess960 : {false, true}) {
     Chess960Option option(chess960);
-    auto expect = [&](const char* fen, int32_t score) {
-      auto t = thread_at(fen);
-      t->ply_records[0].acc_valid = 0;
-      EXPECT_EQ(evaluate(*t, 0), chess960 ? score : 0) << fen;
-    };
-    expect(shut_in, -60);
-    expect(blocked, -80);
-    expect(theirs, 60);
-    expect(mirrored_fen(shut_in).c_str(), -60);  // the same for Black to move
+    for (const auto& [fen, score] : cases) EXPECT_EQ(evaluate_fen(fen.c_str()), chess960 ? score : 0) << fen;
   }
 }
 
@@ -119,20 +117,12 @@ TEST(Evaluate, ScoreIsClampedBothWays) {
 }
 
 TEST(Evaluate, ColourMirroredTwinsScoreTheSame) {
-  std::vector<uint8_t> blob = random_blob(7);
-  NetworkGuard guard(blob);
-  const char* fens[] = {
-      "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
-      "rnbqkbnr/ppp1p1pp/8/3pPp2/8/8/PPPP1PPP/RNBQKBNR w KQkq f6 0 3",
-      "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
-      "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 b - - 0 10",
-  };
-  for (const char* fen : fens) {
-    auto a = thread_at(fen);
-    auto b = thread_at(mirrored_fen(fen).c_str());
-    a->ply_records[0].acc_valid = b->ply_records[0].acc_valid = 0;
-    EXPECT_EQ(evaluate(*a, 0), evaluate(*b, 0)) << fen;
-  }
+  NetworkGuard guard(random_blob(7));
+  for (const char* fen : {"r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
+                          "rnbqkbnr/ppp1p1pp/8/3pPp2/8/8/PPPP1PPP/RNBQKBNR w KQkq f6 0 3",
+                          "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
+                          "r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 b - - 0 10"})
+    EXPECT_EQ(evaluate_fen(fen), evaluate_fen(mirrored_fen(fen).c_str())) << fen;
 }
 
 TEST(NetworkHeader, FirstWrongWordIsReported) {

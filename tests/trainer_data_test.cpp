@@ -157,8 +157,7 @@ TEST(TrainingSet, ChunksOfAnEpochHoldEveryTrainingRecordOnce) {
     ASSERT_TRUE(open_training_set(paths_text, SHARE, SEED, chunk_records, set));
     EXPECT_EQ(set.dropped, 3);
     EXPECT_EQ(set.training_positions, int64_t(training.size()));
-    ASSERT_EQ(set.validation.size(), validation.size()) << chunk_records;
-    EXPECT_EQ(std::memcmp(set.validation.data(), validation.data(), validation.size() * sizeof(TrainingRecord)), 0);
+    EXPECT_TRUE(same_records(set.validation, validation)) << chunk_records;
     const std::vector<TrainingRecord> epoch_orders[2] = {epoch_records(set, 1), epoch_records(set, 2)};
     for (int epoch : {1, 2})
       EXPECT_EQ(sorted_bytes(epoch_orders[epoch - 1]), sorted_bytes(training))
@@ -245,8 +244,7 @@ TEST(TrainingSet, MirroringTurnsAboutHalfOfTheRecordsWithoutRightsAfreshEachEpoc
     mirrored_kinds[epoch - 1] = turned;
   }
   EXPECT_NE(sorted_bytes(mirrored_kinds[0]), sorted_bytes(mirrored_kinds[1]));
-  ASSERT_EQ(set.validation.size(), validation.size());
-  EXPECT_EQ(std::memcmp(set.validation.data(), validation.data(), validation.size() * sizeof(TrainingRecord)), 0);
+  EXPECT_TRUE(same_records(set.validation, validation));
 }
 
 }  // namespace

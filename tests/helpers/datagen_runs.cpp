@@ -20,7 +20,7 @@
 DatagenRun run_datagen(const std::string& arguments, const std::string& out) {
   DatagenRun run;
   const std::string errors = out + ".stderr";
-  const std::string command = std::string(TESMAR_TOOLS_DIR "/datagen ") + arguments + " --out " + out + " 2>" + errors;
+  const std::string command = DATAGEN + arguments + " --out " + out + " 2>" + errors;
   const int status = std::system(command.c_str());
   run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   std::ifstream messages(errors);
@@ -72,7 +72,7 @@ SignalledRun run_and_signal(const std::string& arguments, const std::string& out
   const pid_t pid = fork();
   if (pid == 0) {
     setsid();
-    const std::string command = std::string(TESMAR_TOOLS_DIR "/datagen ") + arguments + " --out " + out + " 2>" + errors;
+    const std::string command = DATAGEN + arguments + " --out " + out + " 2>" + errors;
     execl("/bin/sh", "sh", "-c", ("exec " + command).c_str(), static_cast<char*>(nullptr));
     _exit(127);
   }

@@ -13,6 +13,9 @@
 #include "common/game_corpus.h"
 #include "common/training_record.h"
 
+// The tool's command, ready for its arguments.
+inline const std::string DATAGEN = TESMAR_TOOLS_DIR "/datagen ";
+
 // One run of the tool: its exit status, what it printed on stderr, the records of its file.
 struct DatagenRun {
   int status = -1;

@@ -1,6 +1,7 @@
 #include "helpers/training_fixtures.h"
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <random>
 
@@ -55,4 +56,8 @@ bool write_training_file(const std::string& path, const std::vector<TrainingReco
                   (records.empty() ||
                    std::fwrite(records.data(), sizeof(TrainingRecord), records.size(), file) == records.size());
   return std::fclose(file) == 0 && ok;
+}
+
+bool same_records(const std::vector<TrainingRecord>& a, const std::vector<TrainingRecord>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(TrainingRecord)) == 0;
 }
