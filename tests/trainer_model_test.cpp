@@ -26,7 +26,7 @@
 
 namespace {
 
-TEST(TrainerModel, RecordsThatNoGameGivesAreRefused) {
+TEST(TrainerModel, RecordsThatNoGameGivesAreRefusedAndTheLossFollowsItsTarget) {
   TrainingRecord record = pack_record(position_of("4k3/8/8/8/8/8/8/4K3 w - - 0 1"), 0, 0, 0, false);
   EXPECT_TRUE(record_is_valid(record));
   TrainingRecord no_king = record;
@@ -38,9 +38,7 @@ TEST(TrainerModel, RecordsThatNoGameGivesAreRefused) {
   TrainingRecord crowded = record;
   crowded.occupied = ~0ull;
   EXPECT_FALSE(record_is_valid(crowded));
-}
 
-TEST(TrainerModel, TargetAndLoss) {
   const float k = 400.0f / std::log(10.0f);
   EXPECT_NEAR(record_target(0, 1, 0.7f, k), 0.65f, 1e-6f);
   EXPECT_NEAR(record_target(400, -1, 1.0f, k), 10.0f / 11.0f, 1e-6f);  // sigmoid(ln 10) = 10/11
@@ -127,7 +125,6 @@ TEST(TrainerModel, BackwardPassAgreesWithFiniteDifferences) {
   }
   EXPECT_GT(nonzero, 3) << "lanes with a gradient";
 }
-
 
 template <typename T>
 T read_at(const std::vector<uint8_t>& blob, size_t offset) {
