@@ -67,7 +67,6 @@ TEST(See, ExchangesForBothColours) {
   }
 }
 
-
 const char* const FENS[] = {
     START_FEN,
     "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",

@@ -207,7 +207,6 @@ TEST(Search, SavedRootHoldsTheRootListAndTheNewestHistoryThatFits) {
   }
 }
 
-
 constexpr uint64_t KEY = 0x9E3779B97F4A7C15ull;
 constexpr uint32_t NEXT_SEARCH = HASH_GENERATION_STEP;
 

@@ -92,7 +92,6 @@ TEST(TrainingRecord, RandomGamesRoundTripBoardRightsAndEvaluation) {
   EXPECT_EQ(pack_record(position_of(START_FEN), -40000, 0, 0, false).score, -32767);
 }
 
-
 // Records as bytes, sorted: two runs of records hold the same positions when these are equal.
 std::vector<std::string> sorted_bytes(const std::vector<TrainingRecord>& records) {
   std::vector<std::string> bytes;

@@ -146,7 +146,6 @@ TEST(TimeBudget, ClocksAtTheirExtremesNeitherOverflowNorDivideByZero) {
             compute_time_budget({60000, 0, NO_LIMIT, 0, 0}, options, 20, 0).budget);
 }
 
-
 // Exactly the fields of an info line, in order, with at least one move in the line.
 const std::regex INFO_LINE(
     "info multipv [0-9]+ depth -?[0-9]+ time [0-9]+ nodes [0-9]+ nps [0-9]+ tbhits [0-9]+ "

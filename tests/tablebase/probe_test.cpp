@@ -81,7 +81,6 @@ TEST_F(Probe, EdgeCases) {
   }
 }
 
-
 class RootFilter : public EmbeddedTablesTest {
  protected:
   void SetUp() override {
@@ -183,7 +182,6 @@ TEST_F(RootFilter, GoUsesTheTablesOnlyWhenTheyCanAnswer) {
     EXPECT_EQ(thread->tb_hits > 0, c.filtered);
   }
 }
-
 
 // The entry of a signature with the file of `kind` set up, through a probe of some legal
 // position of that material, White on the left.

@@ -172,7 +172,6 @@ TEST(TableWriter, HeaderFlagsAreThoseOfThePublishedFiles) {
   EXPECT_EQ(compared, 70);
 }
 
-
 using OurTables = EmbeddedTablesTest;
 
 TEST_F(OurTables, ProbesGiveTheGeneratorsValues) { expect_quick_signatures_agree(true, 7); }
