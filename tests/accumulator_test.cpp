@@ -10,23 +10,15 @@
 #include "eval/accumulator.h"
 #include "eval/evaluate.h"
 #include "eval/refresh_cache.h"
+#include "games/split_mix_rng.h"
 #include "helpers/board_fixtures.h"
 #include "helpers/every_form.h"
 #include "helpers/test_networks.h"
 
 namespace {
 
-struct Rng {
-  uint64_t state;
-  uint64_t next() {
-    state ^= state >> 12, state ^= state << 25, state ^= state >> 27;
-    return state * 0x2545F4914F6CDD1Dull;
-  }
-  int below(int n) { return int(next() % uint64_t(n)); }
-};
-
 // Prefers the moves that stress the feature lists: castling, promotions, captures.
-Move pick_move(const ScoredMove* begin, const ScoredMove* end, Rng& rng) {
+Move pick_move(const ScoredMove* begin, const ScoredMove* end, SplitMixRng& rng) {
   const int count = int(end - begin);
   if (rng.below(3) == 0) {
     for (const ScoredMove* m = begin; m != end; ++m)
@@ -55,7 +47,7 @@ void expect_accumulators_match(ThreadData& thread, int ply, const char* context)
 template <class Check>
 void play_games(const char* fen, bool chess960, uint64_t seed, int games, Check check) {
   Chess960Option option(chess960);
-  Rng rng{seed};
+  SplitMixRng rng{seed};
   auto thread = thread_at(fen);
   for (int game = 0; game < games; ++game) {
     set_position(*thread, fen, nullptr);
@@ -81,7 +73,7 @@ void play_games(const char* fen, bool chess960, uint64_t seed, int games, Check 
 
 // Evaluates at random plies only, and checks every update.
 void play_and_check(const EvalForm& form, const char* fen, bool chess960, uint64_t seed, int games) {
-  play_games(fen, chess960, seed, games, [&](ThreadData& thread, int ply, Rng& rng) {
+  play_games(fen, chess960, seed, games, [&](ThreadData& thread, int ply, SplitMixRng& rng) {
     // Long stretches without evaluate force deep walks back to the last valid ply.
     if (rng.below(4) != 0 && ply % 50 != 49) return;
     update_accumulators(thread, ply, form.apply_rows);
@@ -94,7 +86,7 @@ void play_and_check(const EvalForm& form, const char* fen, bool chess960, uint64
 // Refreshes both views at every ply, whether the king moved or not: each entry then
 // goes from one game's position to another's, far apart, as well as one move on.
 void refresh_and_check(const EvalForm& form, const char* fen, bool chess960, uint64_t seed, int games) {
-  play_games(fen, chess960, seed, games, [&](ThreadData& thread, int ply, Rng&) {
+  play_games(fen, chess960, seed, games, [&](ThreadData& thread, int ply, SplitMixRng&) {
     alignas(64) int16_t fresh[256];
     alignas(64) int16_t refreshed[256];
     for (int view = 0; view < 2; ++view) {

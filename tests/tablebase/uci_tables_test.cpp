@@ -16,13 +16,6 @@ struct TableEngine : EngineProcess {
   TableEngine() : EngineProcess({}, 0, TESMAR_TB_ENGINE) {}
 };
 
-std::string score_of(const std::string& line) {
-  const size_t at = line.find(" score ");
-  if (at == std::string::npos) return "";
-  const size_t end = line.find(" pv ", at);
-  return line.substr(at + 7, end - at - 7);
-}
-
 using UciTables = EmbeddedTablesTest;
 
 TEST_F(UciTables, RootInTheTablesShowsTbhitsAndTheTableScoreAndKeepsTheWin) {
@@ -34,13 +27,12 @@ TEST_F(UciTables, RootInTheTablesShowsTbhitsAndTheTableScoreAndKeepsTheWin) {
   EXPECT_NE(out.bestmove, "d1d8");
   for (const std::string& line : out.info) {
     EXPECT_EQ(info_number(line, "tbhits"), 21) << line;  // the root moves the filter probed, and no more
-    const std::string score = score_of(line);
-    EXPECT_EQ(score.rfind("mate ", 0), 0u) << line;
+    EXPECT_EQ(info_field(line, "score"), "mate") << line;
   }
   // The drawn side of KRvKR: the root filter keeps the draw, with the score 0.
   const SearchOutput draw = engine.go("position fen 8/8/3k4/8/8/3K4/r7/7R w - - 0 1\ngo depth 6\n");
   ASSERT_FALSE(draw.info.empty());
-  EXPECT_EQ(score_of(draw.info.back()), "cp 0");
+  EXPECT_EQ(info_field(draw.info.back(), "cp"), "0") << draw.info.back();
 }
 
 // Five men, no tables for them: the search probes where a capture leaves four. Four threads
