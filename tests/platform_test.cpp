@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-TEST(MemoryBlock, HashIsTheLargestPowerOfTwoOfMegabytesAndThreadZeroClearsTheRemainder) {
+TEST(MemoryBlock, SizesSlicesLayoutAndClearing) {
   const std::pair<int32_t, uint64_t> sizes[] = {
       {1, 65536}, {3, 131072}, {256, 16777216}, {1000, 33554432}, {0, 65536}, {-7, 65536},
       {1048576, uint64_t(65536) << 20}, {INT32_MAX, uint64_t(65536) << 30}};
@@ -48,9 +48,8 @@ TEST(MemoryBlock, HashIsTheLargestPowerOfTwoOfMegabytesAndThreadZeroClearsTheRem
       EXPECT_EQ(clear_slice(entries, threads, threads - 1).end, entries);
     }
   }
-}
 
-TEST(MemoryBlock, ThreadBlocksFollowTheTableEverythingIsClearedAndValuesBelowOneCountAsOne) {
+  // The thread blocks follow the table, everything is cleared, and values below one count as one.
   uint64_t large_page_bytes = 0;
   engine_options.Hash = 1;
   engine_options.Threads = 3;
