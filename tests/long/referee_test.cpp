@@ -2,7 +2,7 @@
 // move, single- and multi-threaded, standard chess and Chess960. Any crash, hang, illegal
 // move, loss on time or protocol fault that the match runner reports fails the test.
 //
-//   ctest --test-dir build -L long -R SelfplayLong --output-on-failure
+//   ctest --test-dir build -L long -R RefereeLong --output-on-failure
 //
 // Each case is one referee command, printed in its output; rerun it by hand to replay
 // the same games (the seed fixes openings and random plies).
