@@ -1,6 +1,6 @@
 // Reading FEN into the mover's frame and the key (FEN written out is held by the board sweep,
-// which reads back every position it reaches, and by make_move's cases); the checks of outside FEN text: what is refused, what is cut
-// down, and that sound FENs pass untouched.
+// which reads back every position it reaches, and by make_move's cases); the checks of outside
+// FEN text: what is refused, what is cut down, and that sound FENs pass untouched.
 #include <gtest/gtest.h>
 
 #include <cstdio>
