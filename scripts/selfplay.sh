@@ -10,7 +10,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # The generation of data/tesmar.net: raise it when a new network is shipped.
-GENERATION=7
+GENERATION=8
 DATA=${DATA:-$HOME/tesmar-data}
 NODES=${NODES:-2500}
 OPENINGS=${OPENINGS:-../shared/openings/8moves_v3.epd}
